@@ -146,11 +146,15 @@ Word Execution(std::uint32_t event, Word p, Word q) {
 
 // Library end: tell the peer the session closes, then drop the object.
 void ShutdownSession() {
-  if (sink == nullptr || sink->closing) return;
-  if (sink->peer_execution != nullptr) sink->peer_execution(3052, 0, 2816);
-  delete sink;
-  sink = nullptr;
-  attach_count = 0;
+  if (sink != nullptr && !sink->closing) {
+    if (sink->peer_execution != nullptr) sink->peer_execution(3052, 0, 2816);
+    delete sink;
+    sink = nullptr;
+    attach_count = 0;
+  }
+  peer = PeerValues();
+  event_value_4878 = 0;
+  SetMemoryManager(nullptr);
 }
 
 }  // namespace frame

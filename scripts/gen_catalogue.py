@@ -534,7 +534,7 @@ def generate(source, out):
     t.append(f'  {{{", ".join(names)}}},')
     t.append('  {')
     for where, a in members:
-        lead, num, ident, code = (number(x, where) for x in a[:4])
+        num, lead, ident, code = (number(x, where) for x in a[:4])
         read = f'W(&{qualified(a[4])})' if a[4] != 'NO_ACCESSOR' else '0'
         write_ = f'W(&{qualified(a[5])})' if a[5] != 'NO_ACCESSOR' else '0'
         t.append(f'    {{0x{lead:X}, {num}, 0x{ident:X}, 0, 0, 0xEB204690, 0x81, '
