@@ -1,0 +1,96 @@
+// bench/call_bench.cpp: the cost of one language call through the whole
+// handler path (call frame, argument unpacking, the implementation, slot
+// 149, release of the text result), beside a direct call of the same
+// routine. Two ways through the handler: "Handler" runs a call prepared
+// once (what the VM pays per call), "Host" makes the whole call through
+// refhost (syntax choice, argument array, copying the result out).
+#include <benchmark/benchmark.h>
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "host/refhost/host.h"
+
+namespace {
+
+using refhost::Arg;
+
+// The calls measured: function, syntax and arguments.
+struct Measured {
+  const char* what;
+  std::uint32_t function;  // 0: not chosen yet, the benchmark is skipped
+  int syntax;
+  std::vector<Arg> args;
+};
+
+// A forwarded call: the shortest handler there is.
+const Measured kForwarded = {"forwarded call", 127, 1, {}};
+// PLACEHOLDER: a function returning a scalar, to be named when it is
+// implemented (function number, syntax and arguments).
+const Measured kScalar = {"scalar result", 0, 1, {}};
+// PLACEHOLDER: a function returning a text (0x79 or 0x82), likewise.
+const Measured kText = {"text result", 0, 1, {}};
+
+refhost::Host* SharedHost(benchmark::State& state) {
+  static auto* host = [] {
+    auto* h = new refhost::Host;
+    if (!h->Load(STD8_COMPONENT_PATH, STD8_VM_PATH) || !h->Start()) {
+      return static_cast<refhost::Host*>(nullptr);
+    }
+    return h;
+  }();
+  if (host == nullptr) state.SkipWithError("the component does not start");
+  return host;
+}
+
+void HandlerCall(benchmark::State& state, const Measured& m) {
+  if (m.function == 0) {
+    state.SkipWithError((std::string(m.what) + ": no function chosen").c_str());
+    return;
+  }
+  refhost::Host* host = SharedHost(state);
+  if (host == nullptr) return;
+  std::string why;
+  const std::unique_ptr<refhost::PreparedCall> call =
+      host->Prepare(m.function, m.syntax, m.args, &why);
+  if (call == nullptr) {
+    state.SkipWithError(why.c_str());
+    return;
+  }
+  for (auto _ : state) benchmark::DoNotOptimize(call->Run());
+}
+
+void HostCall(benchmark::State& state, const Measured& m) {
+  if (m.function == 0) {
+    state.SkipWithError((std::string(m.what) + ": no function chosen").c_str());
+    return;
+  }
+  refhost::Host* host = SharedHost(state);
+  if (host == nullptr) return;
+  for (auto _ : state) {
+    refhost::CallResult r = host->CallArgs(m.function, m.syntax, m.args);
+    benchmark::DoNotOptimize(r.status);
+  }
+}
+
+// PLACEHOLDER: the direct calls of the routines behind kScalar and kText,
+// with the same arguments, through the component's core linked into this
+// program (link `core` and `platform_posix`, and give the core's text
+// layer a memory manager first).
+void DirectCall(benchmark::State& state, const Measured& m) {
+  state.SkipWithError(
+      (std::string(m.what) + ": direct call not written yet").c_str());
+}
+
+BENCHMARK_CAPTURE(HandlerCall, Forwarded, kForwarded);
+BENCHMARK_CAPTURE(HostCall, Forwarded, kForwarded);
+BENCHMARK_CAPTURE(HandlerCall, Scalar, kScalar);
+BENCHMARK_CAPTURE(HostCall, Scalar, kScalar);
+BENCHMARK_CAPTURE(DirectCall, Scalar, kScalar);
+BENCHMARK_CAPTURE(HandlerCall, Text, kText);
+BENCHMARK_CAPTURE(HostCall, Text, kText);
+BENCHMARK_CAPTURE(DirectCall, Text, kText);
+
+}  // namespace

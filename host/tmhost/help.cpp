@@ -1,0 +1,116 @@
+// host/tmhost/help.cpp: tmhost's --help texts.
+#include "host/tmhost/help.h"
+
+namespace tmhost {
+
+const char kMainHelp[] =
+    R"(Usage: tmhost [--lang CODE] [--lib PATH] COMMAND [ARG ...]
+
+Loads the standard-functions component (component 8, STD) the way the VM
+does and drives it: start-up, table reads, attach, language calls, detach,
+end.
+
+Commands:
+  call       call a language function by number
+  info       every InfoComposante answer and the table counts
+  catalogue  the function records, syntaxes and signatures
+  message    a message text of the component and its class
+
+Options:
+  --lang CODE  the VM's current language code (1 and 6 are French;
+               default 2)
+  --lib PATH   the component library (default: libtm210std.so beside
+               tmhost); the VM module libtmvm.so is taken beside it
+  --help       this text; COMMAND --help describes a command
+
+Exit status: 0 done and no error raised, 1 an error was raised, 2 bad
+usage, 3 the call was forwarded to another component.
+)";
+
+const char kCallHelp[] =
+    R"(Usage: tmhost [--lang CODE] [--lib PATH] call [--json] [--syntax K]
+              FN [ARG ...]
+
+Calls language function FN (1 to 508) with typed arguments:
+  i:INT      32-bit integer (decimal, or 0x and hexadecimal digits)
+  l:INT      64-bit integer
+  b:0|1      boolean
+  r:REAL     8-byte real (1.5, -2e10)
+  d:DECIMAL  ten-byte decimal: [-]digits[.digits] (d:1234.56, d:-0.999)
+  s:TEXT     text: UTF-8 here, UTF-16 to the component
+  h:HEX      byte buffer: pairs of hexadecimal digits (h:0a0b0c)
+
+Without --syntax the call takes the first syntax whose parameter count
+fits and whose parameter base types (the low byte of each code) accept
+the arguments:
+  i: fits 0x08   l: fits 0x09   b: fits 0x01   r: fits 0x0C   d: fits 0x0A
+  s: fits 0x7A, 0x7F and 0x83   h: fits 0x4D, 0x7E and 0x1C
+  every kind fits 0x1F (a value of any type)
+A syntax whose count word has bit 0x80 also takes further arguments, of
+any kind. Only when no syntax fits that way, a second round also accepts
+these pass-through codes:
+  i: 0x0E 0x0F 0x12 0x13 0x1A 0x2C 0x2E 0x39 0x43 0x50 0x59 0x67 0x6F
+     0x70 0x7B 0x7C (the integer handed through as one word)
+  s: 0x10 0x79 0x82 (the text as a counted text object)
+--syntax K (1-based) forces syntax K; its parameters must accept the
+arguments (the pass-through codes included).
+
+Output: the result on stdout: integers and reals as numbers, booleans as
+true/false, decimals as digits, texts as UTF-8, byte buffers in lower-case
+hexadecimal, nothing when the syntax returns nothing; a result of type
+0x1F prints as the value it holds. A raised error goes to stderr as
+"error N: message". A forwarded call prints "forwarded: component C,
+index K".
+
+--json prints exactly one object instead:
+  {"function":FN,"syntax":K,"result":VALUE,"result_type":CODE,"error":null}
+VALUE: a number for integers, reals and decimals, true/false, a string for
+texts, {"hex":"..."} for byte buffers, null when the syntax returns
+nothing. A raised error gives "error":{"number":N,"severity":S,
+"message":"...","system_code":C,"system_text":"..."} (the message's texts
+joined by "\n"). A forwarded call adds "forwarded":{"component":C,
+"index":K}.
+
+Exit status: 0 no error raised, 1 an error was raised, 2 bad usage
+(unknown function, no syntax fits, a syntax without handler, a bad
+argument, no library), 3 the call was forwarded.
+)";
+
+const char kInfoHelp[] = R"(Usage: tmhost [--lib PATH] info
+
+Prints every InfoComposante answer (codes 0 to 44; 0 for the codes the
+component does not know), what the addresses lead to, and the counts of
+the tables: functions, syntaxes with and without a handler, distinct
+handlers, constants, typed entries, type names and members.
+)";
+
+const char kCatalogueHelp[] =
+    R"(Usage: tmhost [--lib PATH] catalogue [--json] [FN]
+
+Prints the function records with their syntaxes and signatures, then the
+constants, typed entries, type names and members; with FN, function FN
+alone. Handlers are named h001, h002, ... in order of first appearance,
+one name per handler; "-" (JSON null) where a syntax has none.
+
+--json prints the whole catalogue as one object:
+  {"functions":[{"number":N,"flags":F,"word6":W,"position":P,
+     "syntaxes":[{"handler":NAME_OR_NULL,"reserved":[W2,W3,W4],
+                  "signature":[RESULT,P1,...],"param_word":C}]}],
+   "constants":[{"number":N,"id":I,"flags":F,"value":V,"type":T}],
+   "typed_entries":[{"number":N,"flags":F,"position":P}],
+   "type_names":["..."],
+   "members":[{"number":N,"id":I,"type":T,"writable":B}]}
+Every word is a JSON number (an integer constant's value signed), a text
+constant's value a string, type names UTF-8. With FN, --json prints that
+function's object alone.
+)";
+
+const char kMessageHelp[] = R"(Usage: tmhost [--lib PATH] message [--json] N
+
+Prints the text of message number N of the component's message block
+(CommandeComposante 3) and its class, the low two bits of its flags
+(CommandeComposante 4). --json prints {"number":N,"class":C,"text":"..."}.
+Exit status 1 when the block has no message N.
+)";
+
+}  // namespace tmhost

@@ -1,0 +1,12 @@
+// host/tmhost/help.h: tmhost's --help texts.
+#pragma once
+
+namespace tmhost {
+
+extern const char kMainHelp[];
+extern const char kCallHelp[];
+extern const char kInfoHelp[];
+extern const char kCatalogueHelp[];
+extern const char kMessageHelp[];
+
+}  // namespace tmhost
