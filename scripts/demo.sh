@@ -12,5 +12,5 @@ run() {
 run info
 run catalogue 1
 run message 80003
-run call --json 127 i:1
+run call --json 127 s:x
 run call 3 i:1

@@ -307,4 +307,24 @@ std::optional<Message> Host::FetchMessage(std::uint32_t number) {
   return m;
 }
 
+std::optional<ErrorDefinition> Host::FindErrorDefinition(
+    std::uint32_t number) {
+  // The VM learns the descriptor from the errors it receives: provoke one
+  // (function 3 refuses a day number this far out of range).
+  const CallResult probe = CallSyntax(3, 1, -2147483647);
+  const frame::Word* descriptor = probe.error.component;
+  if (descriptor == nullptr) return std::nullopt;
+  const auto* table = reinterpret_cast<const frame::Word*>(descriptor[0]);
+  const frame::Word count = descriptor[1];
+  for (frame::Word i = 0; i < count; ++i) {
+    const frame::Word* row = table + i * 4;
+    if (row[0] != number) continue;
+    return ErrorDefinition{static_cast<std::uint32_t>(row[0]),
+                           static_cast<std::uint32_t>(row[1]),
+                           static_cast<std::uint32_t>(row[2]),
+                           static_cast<std::uint32_t>(row[3])};
+  }
+  return std::nullopt;
+}
+
 }  // namespace refhost

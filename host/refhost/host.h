@@ -51,6 +51,14 @@ struct Message {
   int message_class = 0;
 };
 
+// A record of the component's error definition table.
+struct ErrorDefinition {
+  std::uint32_t number = 0;
+  std::uint32_t message = 0;
+  std::uint32_t subcode = 0;
+  std::uint32_t severity = 0;
+};
+
 // What a member's read accessor gave through slot 200.
 struct MemberResult {
   std::uint32_t status = 0;  // the accessor's answer
@@ -117,6 +125,9 @@ class Host {
   // CommandeComposante 3 and 4 for a message number; none when command 4
   // answers -1.
   std::optional<Message> FetchMessage(std::uint32_t number);
+  // The definition of an error number, read from the table that the
+  // component's descriptor names (the owner of any error it raises).
+  std::optional<ErrorDefinition> FindErrorDefinition(std::uint32_t number);
 
   // Direct use of the exports.
   frame::Word Info(std::uint32_t code, std::uint32_t index = 0) const;

@@ -107,10 +107,13 @@ function's object alone.
 
 const char kMessageHelp[] = R"(Usage: tmhost [--lib PATH] message [--json] N
 
-Prints the text of message number N of the component's message block
-(CommandeComposante 3) and its class, the low two bits of its flags
-(CommandeComposante 4). --json prints {"number":N,"class":C,"text":"..."}.
-Exit status 1 when the block has no message N.
+For an error number (80001 to 81855), prints the error's severity and the
+text of its message. Any other N is a message number of the component's
+message block: prints its text (CommandeComposante 3) and its class, the
+low two bits of its flags (CommandeComposante 4).
+--json prints {"number":N,"severity":S,"subcode":C,"message":M,"class":K,
+"text":"..."} for an error, {"number":N,"class":K,"text":"..."} otherwise.
+Exit status 1 when there is no such error or message.
 )";
 
 }  // namespace tmhost

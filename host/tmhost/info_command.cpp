@@ -169,13 +169,28 @@ int MessageCommand(GlobalOptions options, std::span<const std::string> words) {
   if (!number) return UsageError("no message number", "message");
   refhost::Host host;
   if (!StartHost(options, &host)) return kExitUsage;
-  const std::optional<refhost::Message> m = host.FetchMessage(*number);
+  // An error number is shown with its definition and its message's text;
+  // any other number is taken as a message number.
+  const std::optional<refhost::ErrorDefinition> definition =
+      host.FindErrorDefinition(*number);
+  const std::optional<refhost::Message> m =
+      host.FetchMessage(definition ? definition->message : *number);
   host.Stop();
   if (!m) {
     std::fprintf(stderr, "tmhost: no message %u\n", *number);
     return kExitRaised;
   }
-  if (json) {
+  if (definition && json) {
+    std::printf("{\"number\":%u,\"severity\":%u,\"subcode\":%u,"
+                "\"message\":%u,\"class\":%d,\"text\":%s}\n",
+                *number, definition->severity, definition->subcode,
+                definition->message, m->message_class,
+                JsonString(m->text).c_str());
+  } else if (definition) {
+    std::printf("error %u, severity %u, message %u\n%s\n", *number,
+                definition->severity, definition->message,
+                common::Utf16ToUtf8(m->text).c_str());
+  } else if (json) {
     std::printf("{\"number\":%u,\"class\":%d,\"text\":%s}\n", *number,
                 m->message_class, JsonString(m->text).c_str());
   } else {
