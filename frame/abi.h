@@ -146,6 +146,9 @@ struct Decimal {
 #pragma pack(pop)
 static_assert(sizeof(Decimal) == 10, "ten bytes");
 inline constexpr std::uint16_t kDecimalNegative = 0x8000;
+inline constexpr bool operator==(const Decimal& a, const Decimal& b) {
+  return a.magnitude == b.magnitude && a.field == b.field;
+}
 inline constexpr int DecimalScale(const Decimal& d) { return d.field & 0xFF; }
 inline constexpr bool DecimalIsNegative(const Decimal& d) {
   return (d.field & kDecimalNegative) != 0;
