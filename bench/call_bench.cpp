@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "frame/implementations.h"
+#include "frame/text.h"
 #include "host/refhost/host.h"
 
 namespace {
@@ -27,11 +29,10 @@ struct Measured {
 
 // A forwarded call: the shortest handler there is.
 const Measured kForwarded = {"forwarded call", 127, 1, {}};
-// PLACEHOLDER: a function returning a scalar, to be named when it is
-// implemented (function number, syntax and arguments).
-const Measured kScalar = {"scalar result", 0, 1, {}};
-// PLACEHOLDER: a function returning a text (0x79 or 0x82), likewise.
-const Measured kText = {"text result", 0, 1, {}};
+// Weekday of a day number (an integer result) and the time of day of a
+// count of hundredths (a text result).
+const Measured kScalar = {"scalar result", 4, 1, {12345}};
+const Measured kText = {"text result", 5, 1, {4567890}};
 
 refhost::Host* SharedHost(benchmark::State& state) {
   static auto* host = [] {
@@ -75,13 +76,22 @@ void HostCall(benchmark::State& state, const Measured& m) {
   }
 }
 
-// PLACEHOLDER: the direct calls of the routines behind kScalar and kText,
-// with the same arguments, through the component's core linked into this
-// program (link `core` and `platform_posix`, and give the core's text
-// layer a memory manager first).
+// The same routines called directly in the core linked into this program,
+// the text released as the handler releases it.
 void DirectCall(benchmark::State& state, const Measured& m) {
-  state.SkipWithError(
-      (std::string(m.what) + ": direct call not written yet").c_str());
+  const auto argument = static_cast<std::int32_t>(m.args[0].integer);
+  if (m.function == kScalar.function) {
+    for (auto _ : state) {
+      benchmark::DoNotOptimize(text::DayToWeekday(nullptr, argument));
+    }
+    return;
+  }
+  for (auto _ : state) {
+    char16_t* result = nullptr;
+    text::TimeFromInteger(nullptr, &result, argument);
+    benchmark::DoNotOptimize(result);
+    frame::ReleaseText(&result);
+  }
 }
 
 BENCHMARK_CAPTURE(HandlerCall, Forwarded, kForwarded);
