@@ -113,20 +113,20 @@ std::u16string FormatMessage(std::u16string_view format, ErrArgs args) {
       continue;
     }
     // %[flags][width][.precision][length]conversion
-    std::string spec = "%";
+    std::string directive = "%";
     std::size_t j = i + 1;
     while (j < format.size() && std::u16string_view(u"-+ #0").find(format[j]) !=
                                     std::u16string_view::npos) {
-      spec += static_cast<char>(format[j++]);
+      directive += static_cast<char>(format[j++]);
     }
     while (j < format.size() && format[j] >= u'0' && format[j] <= u'9') {
-      spec += static_cast<char>(format[j++]);
+      directive += static_cast<char>(format[j++]);
     }
     if (j < format.size() && format[j] == u'.') {
-      spec += '.';
+      directive += '.';
       ++j;
       while (j < format.size() && format[j] >= u'0' && format[j] <= u'9') {
-        spec += static_cast<char>(format[j++]);
+        directive += static_cast<char>(format[j++]);
       }
     }
     while (j < format.size() &&
@@ -151,10 +151,10 @@ std::u16string FormatMessage(std::u16string_view format, ErrArgs args) {
         std::u16string text = a == nullptr ? std::u16string() : ArgText(*a);
         // Width and precision on texts: pad or cut in characters.
         std::size_t width = 0, precision = std::u16string::npos;
-        bool left = spec.find('-') != std::string::npos;
-        std::sscanf(spec.c_str() + 1 + (left ? 1 : 0), "%zu", &width);
-        if (auto dot = spec.find('.'); dot != std::string::npos) {
-          precision = std::strtoul(spec.c_str() + dot + 1, nullptr, 10);
+        bool left = directive.find('-') != std::string::npos;
+        std::sscanf(directive.c_str() + 1 + (left ? 1 : 0), "%zu", &width);
+        if (auto dot = directive.find('.'); dot != std::string::npos) {
+          precision = std::strtoul(directive.c_str() + dot + 1, nullptr, 10);
         }
         if (text.size() > precision) text.resize(precision);
         std::u16string pad(width > text.size() ? width - text.size() : 0,
@@ -167,7 +167,7 @@ std::u16string FormatMessage(std::u16string_view format, ErrArgs args) {
         continue;
       case u'd':
       case u'i':
-        std::snprintf(buffer, sizeof buffer, (spec + "lld").c_str(),
+        std::snprintf(buffer, sizeof buffer, (directive + "lld").c_str(),
                       a == nullptr || a->is_text() ? 0LL : a->number());
         break;
       case u'u':
@@ -175,13 +175,13 @@ std::u16string FormatMessage(std::u16string_view format, ErrArgs args) {
       case u'X':
       case u'o':
         std::snprintf(buffer, sizeof buffer,
-                      (spec + "ll" + static_cast<char>(conv)).c_str(),
+                      (directive + "ll" + static_cast<char>(conv)).c_str(),
                       static_cast<unsigned long long>(
                           static_cast<std::uint32_t>(
                               a == nullptr || a->is_text() ? 0 : a->number())));
         break;
       default:  // not a conversion: keep it as written
-        out += Ascii(spec.c_str());
+        out += Ascii(directive.c_str());
         out += conv;
         continue;
     }

@@ -10,30 +10,11 @@
 #include <vector>
 
 #include "host/refhost/host.h"
+#include "tests/host/neutral_args.h"
 
 namespace refhost {
 namespace {
 
-// Arguments of neutral value for a syntax, or none when a parameter takes
-// no argument kind of the host.
-std::optional<std::vector<Arg>> Neutral(const SyntaxRecord& s) {
-  std::vector<Arg> args;
-  for (int i = 0; i < s.param_count(); ++i) {
-    const auto code = static_cast<std::uint32_t>(s.param(i));
-    const Arg candidates[] = {0,   std::int64_t{0}, false, 0.0,
-                              frame::Decimal{}, u"", Bytes{}};
-    const Arg* fit = nullptr;
-    for (const Arg& a : candidates) {
-      if (Fits(a.kind, code, true)) {
-        fit = &a;
-        break;
-      }
-    }
-    if (fit == nullptr) return std::nullopt;
-    args.push_back(*fit);
-  }
-  return args;
-}
 
 class CallBoundaryTest : public testing::Test {
  protected:
@@ -52,7 +33,7 @@ TEST_F(CallBoundaryTest, EveryHandlerKeepsTheConvention) {
     for (std::size_t k = 0; k < f.syntaxes.size(); ++k) {
       const SyntaxRecord& s = f.syntaxes[k];
       if (s.handler == 0) continue;
-      const std::optional<std::vector<Arg>> args = Neutral(s);
+      const std::optional<std::vector<Arg>> args = NeutralArgs(s);
       if (!args) continue;
       SCOPED_TRACE(std::to_string(f.number) + "." + std::to_string(k + 1));
       const CallResult r =

@@ -2,6 +2,7 @@
 // attach as the VM makes them, the tables the host reads, forwarded calls,
 // and the calls the host refuses to make.
 #include "host/refhost/host.h"
+#include "tests/host/neutral_args.h"
 
 #include <gtest/gtest.h>
 
@@ -14,26 +15,6 @@
 namespace refhost {
 namespace {
 
-// Arguments of neutral value that a syntax's parameters accept, or none
-// when one of them takes no argument kind.
-std::optional<std::vector<Arg>> NeutralArgs(const SyntaxRecord& s) {
-  std::vector<Arg> args;
-  for (int i = 0; i < s.param_count(); ++i) {
-    const auto code = static_cast<std::uint32_t>(s.param(i));
-    const Arg candidates[] = {
-        0, std::int64_t{0}, false, 0.0, frame::Decimal{}, u"", Bytes{}};
-    const Arg* fit = nullptr;
-    for (const Arg& a : candidates) {
-      if (Fits(a.kind, code, true)) {
-        fit = &a;
-        break;
-      }
-    }
-    if (fit == nullptr) return std::nullopt;
-    args.push_back(*fit);
-  }
-  return args;
-}
 
 class HostTest : public testing::Test {
  protected:
