@@ -1,34 +1,10 @@
 // host/common/encoding.cpp: UTF-8, UTF-16, code page 1252 and hexadecimal.
 #include "host/common/encoding.h"
 
+#include "frame/code_page.h"
+
 namespace common {
 namespace {
-
-// Code page 1252 for 0x80..0x9F; 0 where the code page has no character
-// (those bytes map to the C1 control of the same value).
-constexpr char16_t kCp1252High[32] = {
-    0x20AC, 0,      0x201A, 0x0192, 0x201E, 0x2026, 0x2020, 0x2021,
-    0x02C6, 0x2030, 0x0160, 0x2039, 0x0152, 0,      0x017D, 0,
-    0,      0x2018, 0x2019, 0x201C, 0x201D, 0x2022, 0x2013, 0x2014,
-    0x02DC, 0x2122, 0x0161, 0x203A, 0x0153, 0,      0x017E, 0x0178};
-
-void AppendUtf8(char32_t c, std::string* out) {
-  if (c < 0x80) {
-    out->push_back(static_cast<char>(c));
-  } else if (c < 0x800) {
-    out->push_back(static_cast<char>(0xC0 | (c >> 6)));
-    out->push_back(static_cast<char>(0x80 | (c & 0x3F)));
-  } else if (c < 0x10000) {
-    out->push_back(static_cast<char>(0xE0 | (c >> 12)));
-    out->push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
-    out->push_back(static_cast<char>(0x80 | (c & 0x3F)));
-  } else {
-    out->push_back(static_cast<char>(0xF0 | (c >> 18)));
-    out->push_back(static_cast<char>(0x80 | ((c >> 12) & 0x3F)));
-    out->push_back(static_cast<char>(0x80 | ((c >> 6) & 0x3F)));
-    out->push_back(static_cast<char>(0x80 | (c & 0x3F)));
-  }
-}
 
 int HexDigit(char c) {
   if (c >= '0' && c <= '9') return c - '0';
@@ -86,34 +62,13 @@ bool Utf8ToUtf16(std::string_view text, std::u16string* out) {
   return true;
 }
 
+// The component's own conversions: the host shows texts as it reads them.
 std::string Utf16ToUtf8(std::u16string_view text) {
-  std::string out;
-  out.reserve(text.size());
-  for (std::size_t i = 0; i < text.size(); ++i) {
-    char32_t c = text[i];
-    if (c >= 0xD800 && c <= 0xDBFF && i + 1 < text.size() &&
-        text[i + 1] >= 0xDC00 && text[i + 1] <= 0xDFFF) {
-      c = 0x10000 + ((c - 0xD800) << 10) + (text[i + 1] - 0xDC00);
-      ++i;
-    } else if (c >= 0xD800 && c <= 0xDFFF) {
-      c = 0xFFFD;
-    }
-    AppendUtf8(c, &out);
-  }
-  return out;
+  return frame::Utf16ToUtf8(text);
 }
 
 std::string Cp1252ToUtf8(std::string_view text) {
-  std::string out;
-  for (char byte : text) {
-    const auto b = static_cast<unsigned char>(byte);
-    char32_t c = b;
-    if (b >= 0x80 && b <= 0x9F && kCp1252High[b - 0x80] != 0) {
-      c = kCp1252High[b - 0x80];
-    }
-    AppendUtf8(c, &out);
-  }
-  return out;
+  return frame::Utf16ToUtf8(frame::AnsiToUtf16(text));
 }
 
 std::u16string Widen(std::string_view ascii) {
