@@ -567,6 +567,8 @@ def write(out, name, text):
     if old != text:
         with open(path, 'w', encoding='utf-8') as f:
             f.write(text)
+    else:
+        os.utime(path)  # newer than its inputs, so the rule is not rerun
 
 
 def main():
