@@ -86,6 +86,12 @@ void AddMessage(CXError* record, std::uint32_t message, ErrArgs args) {
   record->texts.push_back(LoadMessage(message, args));
 }
 
+void AddTrace(CXError* record, std::u16string_view format, ErrArgs args) {
+  if (record == nullptr) return;
+  if (record->component == nullptr) record->component = kDescriptor;
+  record->texts.push_back(FormatMessage(format, args));
+}
+
 void AttachSystemError(CXError* record, std::uint32_t code,
                        std::uint32_t /*flag*/) {
   if (record == nullptr) return;
@@ -179,6 +185,11 @@ std::u16string FormatMessage(std::u16string_view format, ErrArgs args) {
                       static_cast<unsigned long long>(
                           static_cast<std::uint32_t>(
                               a == nullptr || a->is_text() ? 0 : a->number())));
+        break;
+      case u'p':  // as the handheld prints pointers: eight hex digits at least
+        std::snprintf(buffer, sizeof buffer, "%08llX",
+                      static_cast<unsigned long long>(
+                          a == nullptr || a->is_text() ? 0 : a->number()));
         break;
       default:  // not a conversion: keep it as written
         out += Ascii(directive.c_str());

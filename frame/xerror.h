@@ -59,6 +59,9 @@ inline void Raise(Self* self, std::uint32_t number, ErrArgs args = {}) {
 }
 // Appends the text of message `message` to the current error.
 void AddMessage(CXError* record, std::uint32_t message, ErrArgs args = {});
+// Appends a diagnostic line of the component's own, not a catalogue
+// message: "##(IXStream)-Handle=<%p>##".
+void AddTrace(CXError* record, std::u16string_view format, ErrArgs args = {});
 // Adds the system's text for `code`; 0 clears the system text.
 void AttachSystemError(CXError* record, std::uint32_t code,
                        std::uint32_t flag = 0);
@@ -68,7 +71,7 @@ void AttachSystemError(CXError* record, std::uint32_t code,
 std::u16string SystemErrorText(std::uint32_t code);
 
 // printf-style formatting of a UTF-16 template: %s, %d, %i, %u, %x, %X,
-// %c and %% with flags, width and precision. Missing arguments format as
+// %p, %c and %% with flags, width and precision. Missing arguments format as
 // empty text or 0.
 std::u16string FormatMessage(std::u16string_view format, ErrArgs args);
 

@@ -1,26 +1,222 @@
 // platform/platform.h: everything the component asks of the operating
 // system. Code outside platform/ includes this and no system header.
+//
+// The seam keeps the handheld system's own vocabulary: Win32 error numbers,
+// access, share and disposition flags, attribute bits, FILETIME ticks and
+// SYSTEMTIME records, and device paths ("\Windows\win.ini"). Each backend
+// translates to its host; the core holds every rule of the language.
+//
+//   errors, modules | files | time, locale | the platform record
 #pragma once
 
 #include <cstdint>
 #include <string>
+#include <string_view>
 
 namespace plat {
+
+// ---- Errors -----------------------------------------------------------------
 
 // A Win32 error number on every backend; the language functions report these
 // numbers and the system's text for them. 0 is success.
 using SysErr = std::uint32_t;
 inline constexpr SysErr kOk = 0;
 
-// A loaded module: the VM's module handles arrive as words.
+// The numbers the core tests for by name.
+inline constexpr SysErr kErrFileNotFound = 2;
+inline constexpr SysErr kErrPathNotFound = 3;
+inline constexpr SysErr kErrAccessDenied = 5;
+inline constexpr SysErr kErrInvalidHandle = 6;
+inline constexpr SysErr kErrNoMoreFiles = 18;
+inline constexpr SysErr kErrSharingViolation = 32;
+inline constexpr SysErr kErrLockViolation = 33;
+inline constexpr SysErr kErrFileExists = 80;
+inline constexpr SysErr kErrInvalidParameter = 87;
+inline constexpr SysErr kErrDiskFull = 112;
+inline constexpr SysErr kErrProcNotFound = 127;
+inline constexpr SysErr kErrModNotFound = 126;
+inline constexpr SysErr kErrLockFailed = 162;
+inline constexpr SysErr kErrAlreadyExists = 183;
+inline constexpr SysErr kErrFilenameTooLong = 206;
+inline constexpr SysErr kErrIoPending = 997;
+inline constexpr SysErr kErrPrivilegeNotHeld = 1314;
+
+// ---- Modules ----------------------------------------------------------------
+
+// A loaded module: the VM's module handles arrive as words, and libraries
+// loaded by name are handed out as words too. 0 is no module.
 using Module = std::uintptr_t;
 
 class Modules {
  public:
   virtual ~Modules() = default;
-  // The named export of a module, or null.
+  // The named export of a module given by the VM, or null.
   virtual void* FindExport(Module module, const char* name) = 0;
 };
+
+// Libraries loaded by name ("coredll.dll", "TOOLHELP.DLL", ...), compared
+// without regard to case. Each exposes only the entry points the backend can
+// really carry out, so the core's fallbacks run where one is missing.
+class Libraries {
+ public:
+  virtual ~Libraries() = default;
+  // 0 and error 126 for a library the backend does not have.
+  virtual Module LoadLibrary(std::u16string_view name) = 0;
+  // Null and error 127 when the library lacks the entry point.
+  virtual void* GetProcAddress(Module library, const char* name) = 0;
+  virtual bool FreeLibrary(Module library) = 0;
+};
+
+// Entry points that libraries hand out keep the system's signatures and
+// records. "GetFileAttributesExW" of "COREDLL.DLL", level 0:
+struct Win32AttributeData {  // WIN32_FILE_ATTRIBUTE_DATA
+  std::uint32_t attributes;
+  std::uint32_t creation_low, creation_high;
+  std::uint32_t access_low, access_high;
+  std::uint32_t write_low, write_high;
+  std::uint32_t size_high, size_low;
+};
+using GetFileAttributesExFn = int (*)(const char16_t* path, int level,
+                                      Win32AttributeData* data);
+
+// ---- Files ------------------------------------------------------------------
+
+// A system handle: an open file, a directory opened with backup semantics,
+// or a search. kInvalidHandle is none.
+using Handle = std::intptr_t;
+inline constexpr Handle kInvalidHandle = -1;
+
+// Access rights, share modes, dispositions and flags of an open.
+inline constexpr std::uint32_t kGenericRead = 0x80000000u;
+inline constexpr std::uint32_t kGenericWrite = 0x40000000u;
+inline constexpr std::uint32_t kShareRead = 1;
+inline constexpr std::uint32_t kShareWrite = 2;
+inline constexpr std::uint32_t kShareDelete = 4;
+inline constexpr std::uint32_t kCreateNew = 1;
+inline constexpr std::uint32_t kCreateAlways = 2;
+inline constexpr std::uint32_t kOpenExisting = 3;
+inline constexpr std::uint32_t kOpenAlways = 4;
+inline constexpr std::uint32_t kTruncateExisting = 5;
+inline constexpr std::uint32_t kFlagBackupSemantics = 0x02000000u;
+inline constexpr std::uint32_t kFlagRandomAccess = 0x10000000u;
+
+// Attribute bits.
+inline constexpr std::uint32_t kAttrReadOnly = 0x01;
+inline constexpr std::uint32_t kAttrHidden = 0x02;
+inline constexpr std::uint32_t kAttrSystem = 0x04;
+inline constexpr std::uint32_t kAttrDirectory = 0x10;
+inline constexpr std::uint32_t kAttrArchive = 0x20;
+inline constexpr std::uint32_t kAttrNormal = 0x80;
+inline constexpr std::uint32_t kAttrCompressed = 0x800;
+inline constexpr std::uint32_t kInvalidAttributes = 0xFFFFFFFFu;
+
+// Seek origins.
+inline constexpr std::uint32_t kSeekBegin = 0;
+inline constexpr std::uint32_t kSeekCurrent = 1;
+inline constexpr std::uint32_t kSeekEnd = 2;
+
+// A FILETIME: 100-nanosecond ticks since 1 January 1601, UTC.
+using FileTime = std::uint64_t;
+
+// A SYSTEMTIME: calendar fields, day of week 0 = Sunday.
+struct SystemTime {
+  std::uint16_t year = 0;
+  std::uint16_t month = 0;
+  std::uint16_t day_of_week = 0;
+  std::uint16_t day = 0;
+  std::uint16_t hour = 0;
+  std::uint16_t minute = 0;
+  std::uint16_t second = 0;
+  std::uint16_t milliseconds = 0;
+};
+
+// What a search or an attribute query tells of one entry.
+struct FileData {
+  std::uint32_t attributes = 0;
+  FileTime creation = 0;
+  FileTime last_access = 0;
+  FileTime last_write = 0;
+  std::uint64_t size = 0;
+  std::u16string name;  // the entry's name (searches only), case kept
+};
+
+// Files and directories, named by device paths: "\" and "/" both separate,
+// a path that does not begin with one is taken from the device root, names
+// keep their case and are found without regard to it. Every call returns
+// kOk or the error it also leaves as the thread's last error.
+class Files {
+ public:
+  virtual ~Files() = default;
+
+  // Opening: a file open for writing refuses a conflicting open from any
+  // handle or process with error 32, as the share modes say. A directory
+  // opens only with kFlagBackupSemantics (for its times).
+  virtual SysErr Open(std::u16string_view path, std::uint32_t access,
+                      std::uint32_t share, std::uint32_t disposition,
+                      std::uint32_t flags_and_attributes, Handle* out) = 0;
+  virtual SysErr Close(Handle handle) = 0;
+  virtual SysErr Read(Handle handle, void* buffer, std::uint32_t count,
+                      std::uint32_t* read) = 0;
+  virtual SysErr Write(Handle handle, const void* buffer,
+                       std::uint32_t count, std::uint32_t* written) = 0;
+  // Moves the handle's position; *position (when given) receives the new one.
+  virtual SysErr Seek(Handle handle, std::int64_t offset,
+                      std::uint32_t origin, std::uint64_t* position) = 0;
+  // Cuts or extends the file at the handle's position.
+  virtual SysErr SetEnd(Handle handle) = 0;
+  virtual SysErr Flush(Handle handle) = 0;
+  virtual SysErr Size(Handle handle, std::uint64_t* size) = 0;
+  // Null pointers leave a time unread or unchanged.
+  virtual SysErr GetTimes(Handle handle, FileTime* creation,
+                          FileTime* last_access, FileTime* last_write) = 0;
+  virtual SysErr SetTimes(Handle handle, const FileTime* creation,
+                          const FileTime* last_access,
+                          const FileTime* last_write) = 0;
+
+  // Attributes: read-only, hidden, system and archive are kept per file;
+  // directory and normal are derived. kInvalidAttributes on failure.
+  virtual SysErr GetAttributes(std::u16string_view path,
+                               std::uint32_t* attributes) = 0;
+  virtual SysErr SetAttributes(std::u16string_view path,
+                               std::uint32_t attributes) = 0;
+  // Attributes, times and size of one entry (name left empty).
+  virtual SysErr GetAttributeData(std::u16string_view path,
+                                  FileData* data) = 0;
+
+  // Searching: the pattern's last component may hold "*" and "?" ("*.*"
+  // matches every name); "." and ".." are never listed. An empty result is
+  // error 2 from FindFirst; the end of a search is error 18.
+  virtual SysErr FindFirst(std::u16string_view pattern, FileData* data,
+                           Handle* out) = 0;
+  virtual SysErr FindNext(Handle search, FileData* data) = 0;
+  virtual SysErr FindClose(Handle search) = 0;
+
+  // Read-only files and directories refuse removal with error 5.
+  virtual SysErr Remove(std::u16string_view path) = 0;
+  virtual SysErr Move(std::u16string_view from, std::u16string_view to) = 0;
+  // Copies contents, attributes and the write time.
+  virtual SysErr Copy(std::u16string_view from, std::u16string_view to,
+                      bool fail_if_exists) = 0;
+  // Error 183 when the directory exists.
+  virtual SysErr MakeDirectory(std::u16string_view path) = 0;
+  virtual SysErr RemoveDir(std::u16string_view path) = 0;
+
+  // Bytes free to the caller and in total on the volume holding `path`.
+  virtual SysErr FreeSpace(std::u16string_view path, std::uint64_t* free,
+                           std::uint64_t* total) = 0;
+  // The temporary directory, with a trailing "\", created when missing.
+  virtual SysErr TempPath(std::u16string* path) = 0;
+  // Creates "<directory>\<3 prefix chars><hex>.tmp" (unique 0: a new name,
+  // the file created empty; otherwise that number, nothing created).
+  virtual SysErr TempFileName(std::u16string_view directory,
+                              std::u16string_view prefix,
+                              std::uint32_t unique,
+                              std::u16string* name) = 0;
+  // The device path of the running program.
+  virtual SysErr ProgramFile(std::u16string* path) = 0;
+};
+
+// ---- Time, locale and errors -----------------------------------------------
 
 class SystemInfo {
  public:
@@ -30,11 +226,25 @@ class SystemInfo {
   virtual std::u16string ErrorText(SysErr code) = 0;
   virtual SysErr LastError() = 0;
   virtual void SetLastError(SysErr code) = 0;
+
+  virtual SystemTime LocalTime() = 0;
+  // Needs privileges the caller may lack: then error 1314, nothing changed.
+  virtual SysErr SetLocalTime(const SystemTime& time) = 0;
+  // Milliseconds since the system started, wrapping at 2^32.
+  virtual std::uint32_t TickCount() = 0;
+  // The user's language identifier (1036 French, 1033 English US, ...).
+  virtual std::uint16_t UserDefaultLangId() = 0;
+  // Minutes to add to UTC for local time at the given UTC instant.
+  virtual std::int32_t UtcOffsetMinutes(FileTime utc) = 0;
 };
+
+// ---- The platform -----------------------------------------------------------
 
 struct Platform {
   Modules& modules;
   SystemInfo& system;
+  Files& files;
+  Libraries& libraries;
 };
 
 // The backend linked into this build; never destroyed.
@@ -51,5 +261,15 @@ class ScopedPlatform {
  private:
   Platform* previous_;
 };
+
+// ---- Conversions every backend shares (platform/time_convert.cpp) ----------
+
+// False when the record is out of the FILETIME range or not a date.
+bool SystemTimeToFileTime(const SystemTime& time, FileTime* out);
+// Fills every field, day of week included.
+bool FileTimeToSystemTime(FileTime time, SystemTime* out);
+// Local and UTC through SystemInfo::UtcOffsetMinutes.
+FileTime FileTimeToLocal(FileTime utc);
+FileTime LocalToFileTime(FileTime local);
 
 }  // namespace plat

@@ -76,7 +76,8 @@ struct EntryTest : ::testing::Test {
 
   PeerLog log;
   PeerModules modules;
-  plat::Platform platform{modules, plat::Current().system};
+  plat::Platform platform{modules, plat::Current().system,
+                          plat::Current().files, plat::Current().libraries};
   plat::ScopedPlatform scoped{platform};
 };
 

@@ -286,7 +286,8 @@ void* FakeConversionProxy() {
 }
 
 FakeVm::FakeVm()
-    : platform_{modules_, plat::Current().system}, scope_(platform_) {
+    : platform_{modules_, plat::Current().system, plat::Current().files,
+                plat::Current().libraries}, scope_(platform_) {
   Conversions() = ConversionLog{};
   modules_.Define(kModule, "nConversionDepassementExt",
                   reinterpret_cast<void*>(&FakeConvert));
