@@ -78,6 +78,9 @@ struct Win32AttributeData {  // WIN32_FILE_ATTRIBUTE_DATA
 };
 using GetFileAttributesExFn = int (*)(const char16_t* path, int level,
                                       Win32AttributeData* data);
+// "CoCreateGuid" of "ole32.dll": fills the 16 bytes of a GUID record as it
+// lies in memory (little-endian fields) and returns 0 (S_OK).
+using CoCreateGuidFn = long (*)(std::uint8_t guid[16]);
 
 // ---- Files ------------------------------------------------------------------
 

@@ -1,0 +1,203 @@
+// platform/fake/fake_platform.h: the test double of the platform layer. It
+// decorates the backend that is current when it is made: files pass through
+// to it (on the test's device root), and the double adds what no real
+// system produces on demand. While it lives, plat::Current() is the double.
+//
+//   plat::FakePlatform fake;
+//   fake.files().FailNext(plat::FileOp::kRead, 997);       // one read fails
+//   fake.files().FailNext(plat::FileOp::kOpen, 32, 3);     // three opens fail
+//   fake.files().SetDiskCapacity(100);   // then writes stop at 100 bytes: 112
+//   fake.libraries().RemoveEntry(u"coredll.dll", "GetFileAttributesExW");
+//   fake.libraries().RemoveLibrary(u"ole32.dll");
+//   fake.system().SetClock({2024, 2, 4, 29, 13, 45, 0, 0});  // fixed clock
+//   fake.system().Advance(1500);         // local time and ticks move 1.5 s
+//   fake.system().SetLangId(1036);
+//   fake.system().RefuseSetLocalTime(true);   // SetLocalTime then gives 1314
+//
+// A failed call sets the last error like a real one. Error texts and the
+// last error itself are the real backend's.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <set>
+#include <string>
+#include <utility>
+
+#include "platform/platform.h"
+
+namespace plat {
+
+// Every Files operation, for FailNext.
+enum class FileOp {
+  kOpen,
+  kClose,
+  kRead,
+  kWrite,
+  kSeek,
+  kSetEnd,
+  kFlush,
+  kSize,
+  kGetTimes,
+  kSetTimes,
+  kGetAttributes,
+  kSetAttributes,
+  kGetAttributeData,
+  kFindFirst,
+  kFindNext,
+  kFindClose,
+  kRemove,
+  kMove,
+  kCopy,
+  kMakeDirectory,
+  kRemoveDir,
+  kFreeSpace,
+  kTempPath,
+  kTempFileName,
+  kProgramFile,
+};
+
+class FakeFiles final : public Files {
+ public:
+  FakeFiles(Files& real, SystemInfo& system) : real_(real), system_(system) {}
+
+  // The next `count` calls of `op` fail with `error` and do nothing else;
+  // a count of 0 cancels what was planned for `op`.
+  void FailNext(FileOp op, SysErr error, int count = 1);
+  // From now on at most `bytes` more bytes can be written: a write past
+  // them writes what fits and fails with 112, as on a full disk. Copies
+  // count their source's size; FreeSpace reports what is left.
+  void SetDiskCapacity(std::uint64_t bytes);
+  void ClearDiskCapacity();
+
+  SysErr Open(std::u16string_view path, std::uint32_t access,
+              std::uint32_t share, std::uint32_t disposition,
+              std::uint32_t flags_and_attributes, Handle* out) override;
+  SysErr Close(Handle handle) override;
+  SysErr Read(Handle handle, void* buffer, std::uint32_t count,
+              std::uint32_t* read) override;
+  SysErr Write(Handle handle, const void* buffer, std::uint32_t count,
+               std::uint32_t* written) override;
+  SysErr Seek(Handle handle, std::int64_t offset, std::uint32_t origin,
+              std::uint64_t* position) override;
+  SysErr SetEnd(Handle handle) override;
+  SysErr Flush(Handle handle) override;
+  SysErr Size(Handle handle, std::uint64_t* size) override;
+  SysErr GetTimes(Handle handle, FileTime* creation, FileTime* last_access,
+                  FileTime* last_write) override;
+  SysErr SetTimes(Handle handle, const FileTime* creation,
+                  const FileTime* last_access,
+                  const FileTime* last_write) override;
+  SysErr GetAttributes(std::u16string_view path,
+                       std::uint32_t* attributes) override;
+  SysErr SetAttributes(std::u16string_view path,
+                       std::uint32_t attributes) override;
+  SysErr GetAttributeData(std::u16string_view path, FileData* data) override;
+  SysErr FindFirst(std::u16string_view pattern, FileData* data,
+                   Handle* out) override;
+  SysErr FindNext(Handle search, FileData* data) override;
+  SysErr FindClose(Handle search) override;
+  SysErr Remove(std::u16string_view path) override;
+  SysErr Move(std::u16string_view from, std::u16string_view to) override;
+  SysErr Copy(std::u16string_view from, std::u16string_view to,
+              bool fail_if_exists) override;
+  SysErr MakeDirectory(std::u16string_view path) override;
+  SysErr RemoveDir(std::u16string_view path) override;
+  SysErr FreeSpace(std::u16string_view path, std::uint64_t* free,
+                   std::uint64_t* total) override;
+  SysErr TempPath(std::u16string* path) override;
+  SysErr TempFileName(std::u16string_view directory, std::u16string_view prefix,
+                      std::uint32_t unique, std::u16string* name) override;
+  SysErr ProgramFile(std::u16string* path) override;
+
+ private:
+  // The error planned for this call of `op`, or kOk to pass through.
+  SysErr Planned(FileOp op);
+
+  Files& real_;
+  SystemInfo& system_;
+  std::mutex mutex_;
+  std::map<FileOp, std::pair<SysErr, int>> failures_;
+  std::optional<std::uint64_t> capacity_;
+};
+
+class FakeSystemInfo final : public SystemInfo {
+ public:
+  explicit FakeSystemInfo(SystemInfo& real);
+
+  // The clock starts at 2024-01-15 10:30:00.000 (a Monday), ticks at
+  // 1,000,000, UTC offset 0, language 1033, and moves only when told.
+  void SetClock(const SystemTime& local);
+  void SetTickCount(std::uint32_t ticks);
+  void SetUtcOffset(std::int32_t minutes);
+  void SetLangId(std::uint16_t id);
+  // Moves local time and ticks forward together.
+  void Advance(std::uint32_t milliseconds);
+  // Refused: SetLocalTime fails with 1314. Accepted (the default): it sets
+  // the fake clock.
+  void RefuseSetLocalTime(bool refuse);
+
+  std::u16string ErrorText(SysErr code) override;
+  SysErr LastError() override;
+  void SetLastError(SysErr code) override;
+  SystemTime LocalTime() override;
+  SysErr SetLocalTime(const SystemTime& time) override;
+  std::uint32_t TickCount() override;
+  std::uint16_t UserDefaultLangId() override;
+  std::int32_t UtcOffsetMinutes(FileTime utc) override;
+
+ private:
+  SystemInfo& real_;
+  std::mutex mutex_;
+  FileTime local_;
+  std::uint32_t ticks_ = 1000000;
+  std::int32_t offset_ = 0;
+  std::uint16_t lang_ = 1033;
+  bool refuse_set_ = false;
+};
+
+class FakeLibraries final : public Libraries {
+ public:
+  explicit FakeLibraries(Libraries& real, SystemInfo& system)
+      : real_(real), system_(system) {}
+
+  // Library names compare without regard to case, entry points exactly.
+  void RemoveLibrary(std::u16string_view library);
+  void RemoveEntry(std::u16string_view library, const std::string& entry);
+
+  Module LoadLibrary(std::u16string_view name) override;
+  void* GetProcAddress(Module library, const char* name) override;
+  bool FreeLibrary(Module library) override;
+
+ private:
+  Libraries& real_;
+  SystemInfo& system_;
+  std::mutex mutex_;
+  std::set<std::u16string> removed_libraries_;  // upper case
+  std::set<std::pair<std::u16string, std::string>> removed_entries_;
+  std::map<Module, std::u16string> loaded_;  // module -> upper-case name
+};
+
+class FakePlatform {
+ public:
+  FakePlatform();
+  FakePlatform(const FakePlatform&) = delete;
+  FakePlatform& operator=(const FakePlatform&) = delete;
+
+  FakeFiles& files() { return files_; }
+  FakeSystemInfo& system() { return system_; }
+  FakeLibraries& libraries() { return libraries_; }
+  Platform& platform() { return platform_; }
+
+ private:
+  Platform& real_;
+  FakeSystemInfo system_;
+  FakeFiles files_;
+  FakeLibraries libraries_;
+  Platform platform_;
+  ScopedPlatform scope_;
+};
+
+}  // namespace plat
