@@ -46,6 +46,9 @@ class FileSystemLayer {
   // `target` relative to `base` (".\" or "..\" steps); false past 259.
   static bool MakeRelativePath(std::u16string* out, std::u16string_view target,
                                std::u16string_view base);
+  // The text every operation below uses for `path`: its resolved form, or
+  // the path as given when it cannot be resolved within kMaxPath.
+  static std::u16string FullPath(std::u16string_view path);
 
   static bool GetAttributes(std::u16string_view path,
                             std::uint32_t* attributes,
@@ -98,6 +101,13 @@ class FileSystemLayer {
   static bool WalkTree(std::u16string_view directory,
                        std::u16string_view pattern, const Visitor& visit,
                        bool directories, bool recurse);
+  // The same walk over every entry, the names matched here: "*.*" or a
+  // name part holding "*" or "?" matches all, any other name part only the
+  // entry of that name, without regard to case.
+  static bool WalkTreeMatching(std::u16string_view directory,
+                               std::u16string_view pattern,
+                               const Visitor& visit, bool directories,
+                               bool recurse);
 };
 
 }  // namespace files
