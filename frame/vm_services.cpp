@@ -48,6 +48,10 @@ std::int32_t VmRequest(std::uint32_t code, void* buffer) {
   return fn == nullptr ? 0 : fn(CurrentServices(), code, buffer);
 }
 
+bool PerformanceTraceOn() {
+  return VmRequest(kRequestPerformanceTrace, nullptr) != 0;
+}
+
 const void* DiskSizeSettings() {
   auto fn = SlotOf<DiskSizeFn>(Ops(), kSlotDiskSize);
   return fn == nullptr ? nullptr : fn(CurrentServices());

@@ -16,6 +16,12 @@ bool IsFrench();
 // Service 13: a request with a buffer. 0 when there is no VM.
 std::int32_t VmRequest(std::uint32_t code, void* buffer);
 
+// Whether the host's performance trace is on. No service of its own tells
+// it, so the component asks through service 13 with this request; a VM that
+// does not know the request answers 0 and the trace stays off.
+inline constexpr std::uint32_t kRequestPerformanceTrace = 1700;
+bool PerformanceTraceOn();
+
 // Service 123: the "DiskSize" settings, or null.
 const void* DiskSizeSettings();
 

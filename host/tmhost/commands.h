@@ -44,5 +44,6 @@ int InfoCommand(GlobalOptions options, std::span<const std::string> words);
 int CatalogueCommand(GlobalOptions options, std::span<const std::string> words);
 int MessageCommand(GlobalOptions options, std::span<const std::string> words);
 int ChildCommand(GlobalOptions options, std::span<const std::string> words);
+int IniCommand(GlobalOptions options, std::span<const std::string> words);
 
 }  // namespace tmhost

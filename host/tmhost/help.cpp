@@ -15,6 +15,7 @@ Commands:
   info       every InfoComposante answer and the table counts
   catalogue  the function records, syntaxes and signatures
   message    a message text of the component and its class
+  ini        read or write one entry of an INI file
 
 Options:
   --lang CODE  the VM's current language code (1 and 6 are French;
@@ -114,6 +115,28 @@ low two bits of its flags (CommandeComposante 4).
 --json prints {"number":N,"severity":S,"subcode":C,"message":M,"class":K,
 "text":"..."} for an error, {"number":N,"class":K,"text":"..."} otherwise.
 Exit status 1 when there is no such error or message.
+)";
+
+const char kIniHelp[] =
+    R"(Usage: tmhost [--lib PATH] ini get FILE SECTION [KEY]
+       tmhost [--lib PATH] ini set FILE SECTION KEY VALUE
+
+FILE is a device path ("\Windows\win.ini"), taken under the directory
+that TESSEL_ROOT names; "" means the default file \Windows\win.ini.
+
+get prints the value of KEY as it stands, then a line break. Without KEY
+(or with KEY "") it prints the keys of SECTION, one a line; with SECTION ""
+and no KEY, the sections of the file, one a line. Reading ignores case and the blanks around lines.
+get reads with the component's code linked into tmhost: --lib does not
+change it.
+
+set writes "KEY = VALUE" into SECTION through language function 218
+(syntax 4) of the library: an empty VALUE removes the key, an empty KEY
+clears the section (its header stays). Writing compares names with case.
+
+Exit status: 0 found (get) or written (set), 1 not found: no such file,
+section or key (get), 2 bad usage or no library, 3 the file cannot be
+read or written; the reason goes to stderr.
 )";
 
 }  // namespace tmhost

@@ -8,5 +8,6 @@ extern const char kCallHelp[];
 extern const char kInfoHelp[];
 extern const char kCatalogueHelp[];
 extern const char kMessageHelp[];
+extern const char kIniHelp[];
 
 }  // namespace tmhost

@@ -29,5 +29,6 @@ int main(int argc, char** argv) {
   if (command == "catalogue") return tmhost::CatalogueCommand(options, rest);
   if (command == "message") return tmhost::MessageCommand(options, rest);
   if (command == "child") return tmhost::ChildCommand(options, rest);
+  if (command == "ini") return tmhost::IniCommand(options, rest);
   return tmhost::UsageError("unknown command \"" + command + "\"", "");
 }
