@@ -1,14 +1,14 @@
 // platform/posix/file_meta.h: what the handheld keeps per file and the host
 // does not: attribute bits and the creation time.
 //
-// Both live in extended attributes of the file, so they follow it through
-// renames and survive the process:
-// - "user.tessel.attrib": 4 bytes, little-endian, the hidden (0x02), system
-//   (0x04) and archive (0x20) bits; on a directory the read-only bit (0x01)
-//   too. A file's read-only bit is its owner write permission instead, which
-//   is what other programs on the host see.
-// - "user.tessel.ctime": 8 bytes, little-endian, a FILETIME, set when the
-//   component creates the file or sets its creation time.
+// Both live in one extended attribute of the file, "user.tessel", so they
+// follow it through renames and survive the process. 12 bytes,
+// little-endian:
+// - 4 bytes: the hidden (0x02), system (0x04) and archive (0x20) bits; on a
+//   directory the read-only bit (0x01) too. A file's read-only bit is its
+//   owner write permission instead, which is what other programs see.
+// - 8 bytes: a FILETIME, set when the component creates the file or sets
+//   its creation time; 0 when none is kept.
 // Without the extended attribute the creation time is the file system's
 // birth time (statx), else the last write time. On a file system without
 // extended attributes every regular file reports archive, hidden and system
