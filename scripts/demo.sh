@@ -14,3 +14,16 @@ run catalogue 1
 run message 80003
 run call --json 127 s:x
 run call 3 i:1
+
+# Files live below a device root; the demo uses a scratch one.
+TESSEL_ROOT=$(mktemp -d)
+export TESSEL_ROOT
+trap 'rm -rf "$TESSEL_ROOT"' EXIT
+mkdir -p "$TESSEL_ROOT/Windows"
+run ini set '\Windows\win.ini' Demo Greeting "hello"
+run ini get '\Windows\win.ini' Demo Greeting
+run call 340 's:\Windows\win.ini'
+run call 175 's:\Windows\win.ini' s:RH
+run call 350 's:\Windows'
+run call 195 's:\Windows\win.ini' s:20240102
+run call 195 's:data\x.txt'
