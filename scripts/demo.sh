@@ -22,8 +22,8 @@ trap 'rm -rf "$TESSEL_ROOT"' EXIT
 mkdir -p "$TESSEL_ROOT/Windows"
 run ini set '\Windows\win.ini' Demo Greeting "hello"
 run ini get '\Windows\win.ini' Demo Greeting
+run call 195 's:\Windows\win.ini' s:20240102
 run call 340 's:\Windows\win.ini'
 run call 175 's:\Windows\win.ini' s:RH
 run call 350 's:\Windows'
-run call 195 's:\Windows\win.ini' s:20240102
 run call 195 's:data\x.txt'
