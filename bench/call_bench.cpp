@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/shared_host.h"
 #include "frame/implementations.h"
 #include "frame/text.h"
 #include "host/refhost/host.h"
@@ -33,18 +34,6 @@ const Measured kForwarded = {"forwarded call", 127, 1, {}};
 // count of hundredths (a text result).
 const Measured kScalar = {"scalar result", 4, 1, {12345}};
 const Measured kText = {"text result", 5, 1, {4567890}};
-
-refhost::Host* SharedHost(benchmark::State& state) {
-  static auto* host = [] {
-    auto* h = new refhost::Host;
-    if (!h->Load(STD8_COMPONENT_PATH, STD8_VM_PATH) || !h->Start()) {
-      return static_cast<refhost::Host*>(nullptr);
-    }
-    return h;
-  }();
-  if (host == nullptr) state.SkipWithError("the component does not start");
-  return host;
-}
 
 void HandlerCall(benchmark::State& state, const Measured& m) {
   if (m.function == 0) {

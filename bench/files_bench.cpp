@@ -18,6 +18,7 @@
 #include <memory>
 #include <string>
 
+#include "bench/shared_host.h"
 #include "frame/implementations.h"
 #include "frame/xerror_record.h"
 #include "host/refhost/host.h"
@@ -100,16 +101,8 @@ void DirectorySizeFunction350(benchmark::State& state) {
     state.SkipWithError("the tree cannot be made");
     return;
   }
-  static auto* host = [] {
-    auto* h = new refhost::Host;
-    return h->Load(STD8_COMPONENT_PATH, STD8_VM_PATH) && h->Start()
-               ? h
-               : static_cast<refhost::Host*>(nullptr);
-  }();
-  if (host == nullptr) {
-    state.SkipWithError("the component does not start");
-    return;
-  }
+  refhost::Host* host = SharedHost(state);
+  if (host == nullptr) return;
   const refhost::Arg args[] = {kTree, 0};
   std::string why;
   const std::unique_ptr<refhost::PreparedCall> call =

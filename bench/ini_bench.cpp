@@ -16,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "bench/shared_host.h"
 #include "files/ini.h"
 #include "host/refhost/host.h"
 
@@ -113,16 +114,8 @@ BENCHMARK(IniWriteDirect);
 
 void IniWriteFunction218(benchmark::State& state) {
   Prepare();
-  static auto* host = [] {
-    auto* h = new refhost::Host;
-    return h->Load(STD8_COMPONENT_PATH, STD8_VM_PATH) && h->Start()
-               ? h
-               : static_cast<refhost::Host*>(nullptr);
-  }();
-  if (host == nullptr) {
-    state.SkipWithError("the component does not start");
-    return;
-  }
+  refhost::Host* host = SharedHost(state);
+  if (host == nullptr) return;
   std::unique_ptr<refhost::PreparedCall> calls[2];
   const char16_t* values[2] = {kValueA, kValueB};
   for (int i = 0; i < 2; ++i) {
