@@ -32,7 +32,9 @@ std::size_t IniRead(const char16_t* section, const char16_t* key,
 // one (the section too); an absent value removes the key, an absent key
 // clears the section but keeps its header. An absent section fails. False
 // when the file cannot be opened, read or written; the thread's last error
-// then tells why.
+// then tells why. A write that fails after the open (a disk filling part
+// way) is a failure too, so that the caller reports it instead of taking
+// a cut file for success; the file stays as the system left it.
 bool IniWrite(const char16_t* section, const char16_t* key,
               const char16_t* value, const char16_t* file);
 // The same on a stream its caller opened for reading and writing, from its
