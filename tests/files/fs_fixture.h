@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <string>
 #include <string_view>
 
@@ -41,6 +42,13 @@ class DeviceRootTest : public ::testing::Test {
   }
   void Dir(std::string_view device) const {
     std::filesystem::create_directories(OnHost(device));
+  }
+  std::string Get(std::string_view device) const {
+    std::ifstream in(OnHost(device), std::ios::binary);
+    return std::string(std::istreambuf_iterator<char>(in), {});
+  }
+  bool Exists(std::string_view device) const {
+    return std::filesystem::exists(OnHost(device));
   }
 
   std::string root_;

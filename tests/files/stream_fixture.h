@@ -1,11 +1,9 @@
 // tests/files/stream_fixture.h: what the stream, header and handle table
-// tests share: a fresh device root per test (TESSEL_ROOT names a new
-// temporary directory), files put and read there directly on disk, and the
-// texts a report is expected to hold.
+// tests share: the device root of fs_fixture.h with bytes put and read
+// there directly on disk, and the texts a report is expected to hold.
 #pragma once
 
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
 #include <cstdint>
 #include <cstdio>
@@ -19,35 +17,14 @@
 #include "frame/xerror.h"
 #include "frame/xerror_record.h"
 #include "platform/platform.h"
+#include "tests/files/fs_fixture.h"
 
 namespace files {
 
 using Bytes = std::vector<std::uint8_t>;
 
-class DeviceRootTest : public ::testing::Test {
+class DeviceRootTest : public testing::DeviceRootTest {
  protected:
-  void SetUp() override {
-    if (const char* previous = std::getenv("TESSEL_ROOT")) {
-      previous_root_ = previous;
-      had_root_ = true;
-    }
-    std::string pattern =
-        (std::filesystem::temp_directory_path() / "std8_streams_XXXXXX")
-            .string();
-    ASSERT_NE(nullptr, mkdtemp(pattern.data()));
-    root_ = pattern;
-    setenv("TESSEL_ROOT", root_.c_str(), 1);
-  }
-  void TearDown() override {
-    std::error_code ignored;
-    std::filesystem::remove_all(root_, ignored);
-    if (had_root_) {
-      setenv("TESSEL_ROOT", previous_root_.c_str(), 1);
-    } else {
-      unsetenv("TESSEL_ROOT");
-    }
-  }
-
   // "a.dat" lies at "\a.dat" on the device.
   std::filesystem::path HostPath(std::string_view name) const {
     return std::filesystem::path(root_) / name;
@@ -60,9 +37,6 @@ class DeviceRootTest : public ::testing::Test {
     out.write(reinterpret_cast<const char*>(bytes.data()),
               static_cast<std::streamsize>(bytes.size()));
   }
-  bool Exists(std::string_view name) const {
-    return std::filesystem::exists(HostPath(name));
-  }
   Bytes Get(std::string_view name) const {
     std::ifstream in(HostPath(name), std::ios::binary);
     return Bytes(std::istreambuf_iterator<char>(in),
@@ -70,11 +44,6 @@ class DeviceRootTest : public ::testing::Test {
   }
 
   frame::CXError record;
-
- private:
-  std::string root_;
-  std::string previous_root_;
-  bool had_root_ = false;
 };
 
 // "##(IXStream)-Handle=<%p>##" for a handle.

@@ -4,8 +4,6 @@
 // and ParentDirectory (407). A second process holds a file where a test
 // needs it open elsewhere.
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <chrono>
@@ -16,6 +14,7 @@
 #include "host/refhost/host.h"
 #include "platform/platform.h"
 #include "tests/files/fs_fixture.h"
+#include "tests/platform/file_holder.h"
 
 namespace refhost {
 namespace {
@@ -61,44 +60,7 @@ std::uint32_t ErrorOf(const CallResult& r) {
                              : kNone;
 }
 
-// A child process holding a file open for writing, sharing nothing, until
-// the holder goes.
-class FileHolder {
- public:
-  explicit FileHolder(const std::u16string& path) {
-    int ready[2], release[2];
-    if (pipe(ready) != 0 || pipe(release) != 0) return;
-    pid_ = fork();
-    if (pid_ == 0) {
-      close(ready[0]);
-      close(release[1]);
-      plat::Handle handle = plat::kInvalidHandle;
-      const char ok = plat::Current().files.Open(path, plat::kGenericWrite, 0,
-                                                 plat::kOpenExisting, 0,
-                                                 &handle) == plat::kOk;
-      (void)!write(ready[1], &ok, 1);
-      char ignored;
-      (void)!read(release[0], &ignored, 1);  // until the parent closes it
-      _exit(0);
-    }
-    close(ready[1]);
-    close(release[0]);
-    release_ = release[1];
-    char ok = 0;
-    held_ = read(ready[0], &ok, 1) == 1 && ok == 1;
-    close(ready[0]);
-  }
-  ~FileHolder() {
-    close(release_);
-    if (pid_ > 0) waitpid(pid_, nullptr, 0);
-  }
-  bool held() const { return held_; }
-
- private:
-  pid_t pid_ = -1;
-  int release_ = -1;
-  bool held_ = false;
-};
+using plat::testing::FileHolder;
 
 class FilesTest : public files::testing::DeviceRootTest {
  protected:
@@ -110,9 +72,6 @@ class FilesTest : public files::testing::DeviceRootTest {
 
   void Put(std::string_view device, std::size_t size = 1) const {
     DeviceRootTest::Put(device, std::string(size, 'x'));
-  }
-  bool Exists(std::string_view device) const {
-    return fs::exists(OnHost(device));
   }
   // "\ddd...\leaf" of exactly `length` characters, in short components.
   static std::string PathOfLength(std::size_t length, std::string_view leaf) {

@@ -2,15 +2,12 @@
 // reference host, and `tmhost ini get` and `set` as scripts run them, on
 // real files in a temporary device root.
 #include <gtest/gtest.h>
-#include <stdlib.h>
 
-#include <filesystem>
-#include <fstream>
-#include <iterator>
 #include <string>
 #include <vector>
 
 #include "host/refhost/host.h"
+#include "tests/files/fs_fixture.h"
 #include "tests/support/run_process.h"
 
 namespace refhost {
@@ -19,53 +16,16 @@ namespace {
 constexpr std::uint32_t kIniWrite = 218;
 constexpr std::uint32_t kRequestTrace = 1700;
 
-// A fresh device root per test; files are put and read on disk directly.
-class DeviceRoot : public testing::Test {
+using files::testing::DeviceRootTest;
+
+class IniWriteTest : public DeviceRootTest {
  protected:
   void SetUp() override {
-    std::string pattern =
-        (std::filesystem::temp_directory_path() / "std8_ini_XXXXXX").string();
-    ASSERT_NE(nullptr, mkdtemp(pattern.data()));
-    root_ = pattern;
-    setenv("TESSEL_ROOT", root_.c_str(), 1);
-    MakeDirectory("Windows");
-  }
-  void TearDown() override {
-    unsetenv("TESSEL_ROOT");
-    std::error_code ignored;
-    std::filesystem::remove_all(root_, ignored);
-  }
-  void Put(const std::string& name, const std::string& text) const {
-    std::ofstream(root_ / name, std::ios::binary) << text;
-  }
-  std::string Get(const std::string& name) const {
-    std::ifstream in(root_ / name, std::ios::binary);
-    return std::string(std::istreambuf_iterator<char>(in),
-                       std::istreambuf_iterator<char>());
-  }
-  void MakeDirectory(const std::string& name) const {
-    std::filesystem::create_directory(root_ / name);
-  }
-  bool Exists(const std::string& name) const {
-    return std::filesystem::exists(root_ / name);
-  }
-
- private:
-  std::filesystem::path root_;
-};
-
-class IniWriteTest : public DeviceRoot {
- protected:
-  void SetUp() override {
-    DeviceRoot::SetUp();
-    ASSERT_TRUE(host_.Load(STD8_COMPONENT_PATH, STD8_VM_PATH))
+    Dir("\\Windows");
+    ASSERT_TRUE(host_.Load(STD8_COMPONENT_PATH, STD8_VM_PATH) && host_.Start())
         << host_.last_error();
-    ASSERT_TRUE(host_.Start()) << host_.last_error();
   }
-  void TearDown() override {
-    host_.Stop();
-    DeviceRoot::TearDown();
-  }
+  void TearDown() override { host_.Stop(); }
   Host host_;
 };
 
@@ -104,17 +64,17 @@ const SyntaxCase kSyntaxCases[] = {
 TEST_F(IniWriteTest, EverySyntax) {
   for (const SyntaxCase& c : kSyntaxCases) {
     SCOPED_TRACE(c.id);
-    Put("t.ini", kBefore);
-    Put("Windows/win.ini", kBefore);
+    Put("\\t.ini", kBefore);
+    Put("\\Windows\\win.ini", kBefore);
     host_.vm().ClearRecords();
     const CallResult r = host_.CallArgs(kIniWrite, c.syntax, c.args);
     ASSERT_TRUE(r.called()) << r.refused;
     EXPECT_EQ(Value(c.result), r.value);
-    EXPECT_EQ(c.after, Get(c.file));
+    EXPECT_EQ(c.after, Get(std::string("\\") + c.file));
     EXPECT_EQ(c.error, r.error.number);
     EXPECT_EQ(0, r.block_delta);
   }
-  EXPECT_FALSE(Exists("no"));
+  EXPECT_FALSE(Exists("\\no"));
 }
 
 TEST_F(IniWriteTest, FailureCarriesTheFileAndTheSystemText) {
@@ -145,7 +105,7 @@ TEST_F(IniWriteTest, AsksTheTraceSwitchOnlyForANamedFile) {
 
 using support::ProcessResult;
 
-class TmhostIniTest : public DeviceRoot {
+class TmhostIniTest : public DeviceRootTest {
  protected:
   static ProcessResult Tmhost(std::vector<std::string> args) {
     args.insert(args.begin(), {"--lib", STD8_COMPONENT_PATH, "ini"});
@@ -165,8 +125,8 @@ struct TmhostCase {
 };
 
 TEST_F(TmhostIniTest, GetAndSet) {
-  Put("t.ini", "[A]\r\nx=1\r\ny = two words \r\n[B]\r\nz=\r\n");
-  MakeDirectory("d");
+  Put("\\t.ini", "[A]\r\nx=1\r\ny = two words \r\n[B]\r\nz=\r\n");
+  Dir("\\d");
   // clang-format off
   const TmhostCase cases[] = {
     {"g.1",  {"get", "\\t.ini", "A", "x"},      0, "1\n",        ""},
@@ -200,7 +160,7 @@ TEST_F(TmhostIniTest, GetAndSet) {
     }
     EXPECT_NE(std::string::npos, r.err.find(c.err)) << r.err;
   }
-  EXPECT_EQ("[A]\r\nx = 5\r\n[B]\r\nz=\r\n", Get("t.ini"));
+  EXPECT_EQ("[A]\r\nx = 5\r\n[B]\r\nz=\r\n", Get("\\t.ini"));
 }
 
 }  // namespace

@@ -58,17 +58,14 @@ TEST_F(DevicePathTest, MapsBelowTheRoot) {
   }
 }
 
-TEST_F(DevicePathTest, ExactSpellingWinsOverOtherCases) {
+// The exact spelling wins over other cases; a pattern leaf is kept as written.
+TEST_F(DevicePathTest, ExactSpellingAndPatternLeaf) {
   MakeHostDir("data");
   HostPath host;
   ASSERT_EQ(kOk, MapDevicePath(u"\\data", &host));
   EXPECT_EQ(Host("data"), host.path);
   ASSERT_EQ(kOk, MapDevicePath(u"\\DATA", &host));
   EXPECT_EQ(Host("Data"), host.path);  // the smallest of the spellings
-}
-
-TEST_F(DevicePathTest, PatternLeafIsKeptAsWritten) {
-  HostPath host;
   ASSERT_EQ(kOk, MapDevicePath(u"\\windows\\*.INI", &host, LeafKind::kPattern));
   EXPECT_EQ(Host("Windows"), host.parent);
   EXPECT_EQ(u"*.INI", host.given);

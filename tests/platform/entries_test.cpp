@@ -87,9 +87,9 @@ TYPED_TEST(PlatformEntriesTest, FindGivesTheEntry) {
   EXPECT_EQ(kAttrDirectory, data.attributes & kAttrDirectory);
 }
 
-TYPED_TEST(PlatformEntriesTest, CopyKeepsContentsAttributesAndWriteTime) {
+TYPED_TEST(PlatformEntriesTest, CopyAndItsErrors) {
   Files& f = this->files();
-  const Handle h = this->OpenOk(u"\\src.txt", kGenericWrite);
+  Handle h = this->OpenOk(u"\\src.txt", kGenericWrite);
   std::uint32_t n;
   f.Write(h, "payload", 7, &n);
   const FileTime write = 131000000000000000;
@@ -104,10 +104,6 @@ TYPED_TEST(PlatformEntriesTest, CopyKeepsContentsAttributesAndWriteTime) {
   EXPECT_EQ(kAttrReadOnly, data.attributes & kAttrReadOnly);
   EXPECT_EQ(kErrFileExists, f.Copy(u"\\src.txt", u"\\dst.txt", true));
   EXPECT_EQ(kErrAccessDenied, f.Copy(u"\\src.txt", u"\\dst.txt", false));
-}
-
-TYPED_TEST(PlatformEntriesTest, CopyErrors) {
-  Files& f = this->files();
   this->WriteHostFile("a.txt", "a");
   this->WriteHostFile("b.txt", "b");
   this->MakeHostDir("d");
@@ -118,7 +114,7 @@ TYPED_TEST(PlatformEntriesTest, CopyErrors) {
   EXPECT_EQ(kErrAccessDenied, f.Copy(u"\\a.txt", u"\\d", false));
   EXPECT_EQ(kErrSharingViolation, f.Copy(u"\\a.txt", u"\\a.txt", false));
   // A source written elsewhere without share-read cannot be read.
-  Handle h = this->OpenOk(u"\\a.txt", kGenericWrite, 0, kOpenExisting);
+  h = this->OpenOk(u"\\a.txt", kGenericWrite, 0, kOpenExisting);
   EXPECT_EQ(kErrSharingViolation, f.Copy(u"\\a.txt", u"\\x", false));
   f.Close(h);
   h = this->OpenOk(u"\\a.txt", kGenericWrite, kShareRead, kOpenExisting);
@@ -193,6 +189,7 @@ TYPED_TEST(PlatformEntriesTest, Directories) {
   EXPECT_EQ(kErrAlreadyExists, f.MakeDirectory(u"\\"));
   EXPECT_EQ(kErrPathNotFound, f.MakeDirectory(u"\\no\\sub"));
   EXPECT_EQ(kOk, f.MakeDirectory(u"\\new\\sub"));
+  EXPECT_EQ(kOk, this->system().LastError());
   EXPECT_TRUE(this->HostExists("New/sub"));
   EXPECT_EQ(145u, f.RemoveDir(u"\\new"));
   EXPECT_EQ(267u, f.RemoveDir(u"\\file"));
@@ -206,17 +203,14 @@ TYPED_TEST(PlatformEntriesTest, Directories) {
   EXPECT_EQ(kErrFileNotFound, f.Remove(u"\\file"));
 }
 
-TYPED_TEST(PlatformEntriesTest, FreeSpace) {
+TYPED_TEST(PlatformEntriesTest, FreeSpaceTempPathAndNames) {
+  Files& f = this->files();
   std::uint64_t free = 0, total = 0;
-  ASSERT_EQ(kOk, this->files().FreeSpace(u"\\", &free, &total));
+  ASSERT_EQ(kOk, f.FreeSpace(u"\\", &free, &total));
   EXPECT_GT(total, 0u);
   EXPECT_LE(free, total);
-  EXPECT_EQ(kErrPathNotFound,
-            this->files().FreeSpace(u"\\none", &free, &total));
-}
+  EXPECT_EQ(kErrPathNotFound, f.FreeSpace(u"\\none", &free, &total));
 
-TYPED_TEST(PlatformEntriesTest, TempPathAndNames) {
-  Files& f = this->files();
   std::u16string path;
   ASSERT_EQ(kOk, f.TempPath(&path));
   EXPECT_EQ(u"\\Temp\\", path);
