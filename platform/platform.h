@@ -241,6 +241,95 @@ class SystemInfo {
   virtual std::int32_t UtcOffsetMinutes(FileTime utc) = 0;
 };
 
+// ---- Registry ---------------------------------------------------------------
+
+// An open key (HKEY). The four predefined roots are always open and never
+// closed; 0 is no key, and any call given it fails with error 6.
+using Key = std::uintptr_t;
+inline constexpr Key kClassesRoot = 0x80000000u;
+inline constexpr Key kCurrentUser = 0x80000001u;
+inline constexpr Key kLocalMachine = 0x80000002u;
+inline constexpr Key kUsers = 0x80000003u;
+
+// Access rights of an open key; an operation outside them fails with 5.
+inline constexpr std::uint32_t kKeyQueryValue = 0x0001;
+inline constexpr std::uint32_t kKeySetValue = 0x0002;
+inline constexpr std::uint32_t kKeyCreateSubKey = 0x0004;
+inline constexpr std::uint32_t kKeyEnumerateSubKeys = 0x0008;
+inline constexpr std::uint32_t kKeyRead = 0x20019;
+inline constexpr std::uint32_t kKeyWrite = 0x20006;
+inline constexpr std::uint32_t kKeyAllAccess = 0xF003F;
+
+// Value types.
+inline constexpr std::uint32_t kRegNone = 0;
+inline constexpr std::uint32_t kRegSz = 1;
+inline constexpr std::uint32_t kRegExpandSz = 2;
+inline constexpr std::uint32_t kRegBinary = 3;
+inline constexpr std::uint32_t kRegDword = 4;
+inline constexpr std::uint32_t kRegDwordBigEndian = 5;
+inline constexpr std::uint32_t kRegLink = 6;
+inline constexpr std::uint32_t kRegMultiSz = 7;
+inline constexpr std::uint32_t kRegQword = 11;
+
+// Errors of the registry besides 2, 5, 6 and 87.
+inline constexpr SysErr kErrMoreData = 234;
+inline constexpr SysErr kErrNoMoreItems = 259;
+inline constexpr SysErr kErrBadDb = 1009;          // the store is not one
+inline constexpr SysErr kErrRegistryIoFailed = 1016;
+inline constexpr SysErr kErrKeyDeleted = 1018;     // the open key is gone
+
+// What RegQueryInfoKey tells: counts, and the longest subkey name, value
+// name (characters, no terminator) and value data (bytes).
+struct KeyInfo {
+  std::uint32_t subkeys = 0;
+  std::uint32_t max_subkey_name = 0;
+  std::uint32_t values = 0;
+  std::uint32_t max_value_name = 0;
+  std::uint32_t max_value_data = 0;
+};
+
+// The system registry. A subkey path may hold several names separated by
+// "\"; names compare without regard to case and keep their case. A value
+// keeps its type and raw bytes; the empty name is the key's default value.
+// Subkeys enumerate by name (case folded), values in the order they were
+// first set; both orders are stable while nothing is added or deleted.
+// Every call returns kOk or the error it also leaves as the last error.
+class Registry {
+ public:
+  virtual ~Registry() = default;
+
+  // An empty subkey opens `parent` again (a new handle).
+  virtual SysErr OpenKey(Key parent, std::u16string_view subkey,
+                         std::uint32_t access, Key* out) = 0;
+  // Creates the missing keys of the path; *created (when given) tells
+  // whether the last one was new.
+  virtual SysErr CreateKey(Key parent, std::u16string_view subkey,
+                           std::uint32_t access, Key* out, bool* created) = 0;
+  virtual SysErr CloseKey(Key key) = 0;
+
+  // RegQueryValueEx: `data` null asks the size only; a buffer smaller than
+  // the value gives 234 with *size set to what is needed. `type` may be null.
+  virtual SysErr QueryValue(Key key, std::u16string_view name,
+                            std::uint32_t* type, std::uint8_t* data,
+                            std::uint32_t* size) = 0;
+  virtual SysErr SetValue(Key key, std::u16string_view name,
+                          std::uint32_t type, const std::uint8_t* data,
+                          std::uint32_t size) = 0;
+  virtual SysErr DeleteValue(Key key, std::u16string_view name) = 0;
+
+  // Enumeration by index from 0: 259 past the end. EnumValue fills the
+  // name, and the type and data as QueryValue does (each may be null).
+  virtual SysErr EnumKey(Key key, std::uint32_t index,
+                         std::u16string* name) = 0;
+  virtual SysErr EnumValue(Key key, std::uint32_t index, std::u16string* name,
+                           std::uint32_t* type, std::uint8_t* data,
+                           std::uint32_t* size) = 0;
+  virtual SysErr QueryInfo(Key key, KeyInfo* info) = 0;
+
+  // Deletes a key without subkeys (one with subkeys gives 5) and its values.
+  virtual SysErr DeleteKey(Key parent, std::u16string_view subkey) = 0;
+};
+
 // ---- The platform -----------------------------------------------------------
 
 struct Platform {
@@ -248,6 +337,7 @@ struct Platform {
   SystemInfo& system;
   Files& files;
   Libraries& libraries;
+  Registry& registry;
 };
 
 // The backend linked into this build; never destroyed.

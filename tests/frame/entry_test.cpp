@@ -77,7 +77,8 @@ struct EntryTest : ::testing::Test {
   PeerLog log;
   PeerModules modules;
   plat::Platform platform{modules, plat::Current().system,
-                          plat::Current().files, plat::Current().libraries};
+                          plat::Current().files, plat::Current().libraries,
+                          plat::Current().registry};
   plat::ScopedPlatform scoped{platform};
 };
 

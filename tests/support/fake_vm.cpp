@@ -287,7 +287,8 @@ void* FakeConversionProxy() {
 
 FakeVm::FakeVm()
     : platform_{modules_, plat::Current().system, plat::Current().files,
-                plat::Current().libraries}, scope_(platform_) {
+                plat::Current().libraries, plat::Current().registry},
+      scope_(platform_) {
   Conversions() = ConversionLog{};
   modules_.Define(kModule, "nConversionDepassementExt",
                   reinterpret_cast<void*>(&FakeConvert));
