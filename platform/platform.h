@@ -294,17 +294,29 @@ struct KeyInfo {
 // Subkeys enumerate by name (case folded), values in the order they were
 // first set; both orders are stable while nothing is added or deleted.
 // Every call returns kOk or the error it also leaves as the last error.
+//
+// Rights an open key needs: kKeyQueryValue to query or enumerate values and
+// for QueryInfo, kKeySetValue to set or delete a value, kKeyEnumerateSubKeys
+// for EnumKey; 5 without. A handle whose key was deleted, by this process or
+// another, gives 1018 on every call but CloseKey. A store that cannot be read
+// gives 1009, one that cannot be written 5 (or 1016), one held by another
+// process past a few seconds 170.
 class Registry {
  public:
   virtual ~Registry() = default;
 
-  // An empty subkey opens `parent` again (a new handle).
+  // An empty subkey opens `parent` again (a new handle). As on Windows NT,
+  // one trailing "\" is accepted and a leading one gives 161; an empty name
+  // inside the path or one over 255 characters gives 87; a missing key 2.
+  // Opening needs no right on `parent`; *out is 0 on failure.
   virtual SysErr OpenKey(Key parent, std::u16string_view subkey,
                          std::uint32_t access, Key* out) = 0;
-  // Creates the missing keys of the path; *created (when given) tells
-  // whether the last one was new.
+  // Creates the missing keys of the path in one step; *created (when given)
+  // tells whether the last one was new. Creating needs kKeyCreateSubKey on
+  // `parent`; opening an existing key does not.
   virtual SysErr CreateKey(Key parent, std::u16string_view subkey,
                            std::uint32_t access, Key* out, bool* created) = 0;
+  // Closing a predefined root succeeds and leaves it open.
   virtual SysErr CloseKey(Key key) = 0;
 
   // RegQueryValueEx: `data` null asks the size only; a buffer smaller than
@@ -312,13 +324,15 @@ class Registry {
   virtual SysErr QueryValue(Key key, std::u16string_view name,
                             std::uint32_t* type, std::uint8_t* data,
                             std::uint32_t* size) = 0;
+  // A value name over 16,383 characters gives 87.
   virtual SysErr SetValue(Key key, std::u16string_view name,
                           std::uint32_t type, const std::uint8_t* data,
                           std::uint32_t size) = 0;
   virtual SysErr DeleteValue(Key key, std::u16string_view name) = 0;
 
   // Enumeration by index from 0: 259 past the end. EnumValue fills the
-  // name, and the type and data as QueryValue does (each may be null).
+  // name, and the type and data as QueryValue does (each may be null); on
+  // 234 the name, type and size needed are still filled.
   virtual SysErr EnumKey(Key key, std::uint32_t index,
                          std::u16string* name) = 0;
   virtual SysErr EnumValue(Key key, std::uint32_t index, std::u16string* name,
@@ -327,6 +341,7 @@ class Registry {
   virtual SysErr QueryInfo(Key key, KeyInfo* info) = 0;
 
   // Deletes a key without subkeys (one with subkeys gives 5) and its values.
+  // An empty subkey deletes `parent` itself; a predefined root gives 5.
   virtual SysErr DeleteKey(Key parent, std::u16string_view subkey) = 0;
 };
 

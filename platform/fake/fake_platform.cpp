@@ -9,7 +9,8 @@ FakePlatform::FakePlatform()
       system_(real_.system),
       files_(real_.files, real_.system),
       libraries_(real_.libraries, real_.system),
-      platform_{real_.modules, system_, files_, libraries_, real_.registry},
+      registry_(real_.registry, real_.system),
+      platform_{real_.modules, system_, files_, libraries_, registry_},
       scope_(platform_) {}
 
 }  // namespace plat

@@ -13,6 +13,9 @@
 //   fake.system().Advance(1500);         // local time and ticks move 1.5 s
 //   fake.system().SetLangId(1036);
 //   fake.system().RefuseSetLocalTime(true);   // SetLocalTime then gives 1314
+//   fake.registry().AddKey(u"HKEY_CURRENT_USER\\Software\\A");
+//   fake.registry().FailNext(plat::RegOp::kSetValue, 5);
+//   fake.registry().FailNextSizeQuery(1016, 40);  // fails, reporting 40 bytes
 //
 // A failed call sets the last error like a real one. Error texts and the
 // last error itself are the real backend's.
@@ -158,6 +161,71 @@ class FakeSystemInfo final : public SystemInfo {
   bool refuse_set_ = false;
 };
 
+// Every Registry operation, for FailNext.
+enum class RegOp {
+  kOpenKey,
+  kCreateKey,
+  kCloseKey,
+  kQueryValue,
+  kSetValue,
+  kDeleteValue,
+  kEnumKey,
+  kEnumValue,
+  kQueryInfo,
+  kDeleteKey,
+};
+
+// The real registry store with planned failures. When TESSEL_REGISTRY is not
+// set, the double points it at a fresh store in a temporary directory for
+// its lifetime, so that a test never sees the user's registry or another
+// test's keys; a test that sets the variable itself keeps its store.
+class FakeRegistry final : public Registry {
+ public:
+  FakeRegistry(Registry& real, SystemInfo& system);
+  ~FakeRegistry() override;
+  FakeRegistry(const FakeRegistry&) = delete;
+  FakeRegistry& operator=(const FakeRegistry&) = delete;
+
+  // The next `count` calls of `op` fail with `error` and do nothing else;
+  // a count of 0 cancels what was planned for `op`.
+  void FailNext(RegOp op, SysErr error, int count = 1);
+  // The next size query (QueryValue or EnumValue without a buffer) fails
+  // with `error` while still setting *size to `reported_size`.
+  void FailNextSizeQuery(SysErr error, std::uint32_t reported_size);
+  // Creates the key of a full path whose first name is HKEY_CLASSES_ROOT,
+  // HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE or HKEY_USERS; 87 for another.
+  SysErr AddKey(std::u16string_view path);
+
+  SysErr OpenKey(Key parent, std::u16string_view subkey, std::uint32_t access,
+                 Key* out) override;
+  SysErr CreateKey(Key parent, std::u16string_view subkey,
+                   std::uint32_t access, Key* out, bool* created) override;
+  SysErr CloseKey(Key key) override;
+  SysErr QueryValue(Key key, std::u16string_view name, std::uint32_t* type,
+                    std::uint8_t* data, std::uint32_t* size) override;
+  SysErr SetValue(Key key, std::u16string_view name, std::uint32_t type,
+                  const std::uint8_t* data, std::uint32_t size) override;
+  SysErr DeleteValue(Key key, std::u16string_view name) override;
+  SysErr EnumKey(Key key, std::uint32_t index, std::u16string* name) override;
+  SysErr EnumValue(Key key, std::uint32_t index, std::u16string* name,
+                   std::uint32_t* type, std::uint8_t* data,
+                   std::uint32_t* size) override;
+  SysErr QueryInfo(Key key, KeyInfo* info) override;
+  SysErr DeleteKey(Key parent, std::u16string_view subkey) override;
+
+ private:
+  SysErr Planned(RegOp op);
+  // The planned size-query failure for a call with this buffer, or kOk.
+  SysErr PlannedSizeQuery(const std::uint8_t* data, std::uint32_t* size);
+
+  Registry& real_;
+  SystemInfo& system_;
+  std::mutex mutex_;
+  std::map<RegOp, std::pair<SysErr, int>> failures_;
+  std::optional<std::pair<SysErr, std::uint32_t>> size_failure_;
+  std::string temp_dir_;  // the fresh store's directory, when made here
+};
+
 class FakeLibraries final : public Libraries {
  public:
   explicit FakeLibraries(Libraries& real, SystemInfo& system)
@@ -189,6 +257,7 @@ class FakePlatform {
   FakeFiles& files() { return files_; }
   FakeSystemInfo& system() { return system_; }
   FakeLibraries& libraries() { return libraries_; }
+  FakeRegistry& registry() { return registry_; }
   Platform& platform() { return platform_; }
 
  private:
@@ -196,6 +265,7 @@ class FakePlatform {
   FakeSystemInfo system_;
   FakeFiles files_;
   FakeLibraries libraries_;
+  FakeRegistry registry_;
   Platform platform_;
   ScopedPlatform scope_;
 };
