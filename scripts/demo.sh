@@ -27,3 +27,12 @@ run call 340 's:\Windows\win.ini'
 run call 175 's:\Windows\win.ini' s:RH
 run call 350 's:\Windows'
 run call 195 's:data\x.txt'
+
+# The registry store is one database file; the demo uses a scratch one.
+TESSEL_REGISTRY="$TESSEL_ROOT/registry.db"
+export TESSEL_REGISTRY
+printf '%s\r\n' 'REGEDIT4' '' '[HKEY_CURRENT_USER\Software\Demo]' \
+  '"Greeting"="hello"' '"Count"=dword:0000002a' '' >"$TESSEL_ROOT/demo.reg"
+run reg import "$TESSEL_ROOT/demo.reg"
+run reg dump 'HKEY_CURRENT_USER\Software\Demo'
+run call 71 's:HKEY_CURRENT_USER\Software\Demo' s:Greeting

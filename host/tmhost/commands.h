@@ -45,5 +45,6 @@ int CatalogueCommand(GlobalOptions options, std::span<const std::string> words);
 int MessageCommand(GlobalOptions options, std::span<const std::string> words);
 int ChildCommand(GlobalOptions options, std::span<const std::string> words);
 int IniCommand(GlobalOptions options, std::span<const std::string> words);
+int RegCommand(GlobalOptions options, std::span<const std::string> words);
 
 }  // namespace tmhost

@@ -16,6 +16,7 @@ Commands:
   catalogue  the function records, syntaxes and signatures
   message    a message text of the component and its class
   ini        read or write one entry of an INI file
+  reg        import, export or dump registry keys as .reg files
 
 Options:
   --lang CODE  the VM's current language code (1 and 6 are French;
@@ -137,6 +138,46 @@ clears the section (its header stays). Writing compares names with case.
 Exit status: 0 found (get) or written (set), 1 not found: no such file,
 section or key (get), 2 bad usage or no library, 3 the file cannot be
 read or written; the reason goes to stderr.
+)";
+
+const char kRegHelp[] =
+    R"(Usage: tmhost reg import FILE
+       tmhost reg export [--regedit4] KEY FILE
+       tmhost reg dump KEY
+
+Moves registry keys between the registry store and the registry editor's
+.reg files. The store is the database file that TESSEL_REGISTRY names;
+without it, tessel/registry.db in $XDG_DATA_HOME or ~/.local/share. The
+work is done by the component's code linked into tmhost: --lib does not
+change it.
+
+KEY is a root, HKEY_CLASSES_ROOT, HKEY_CURRENT_USER, HKEY_LOCAL_MACHINE or
+HKEY_USERS (or HKCR, HKCU, HKLM, HKU), then "\" and the subkey path. FILE
+"-" is standard input or output.
+
+import reads the whole FILE before it changes anything: a malformed line
+refuses the import with "FILE:LINE: what is wrong" on stderr and nothing is
+written. "[-KEY]" deletes a key and its subtree, "NAME"=- a value. Both
+formats are read; a UTF-16 file starts with its byte order mark (UTF-8
+is read after a UTF-8 one), a file without one is code page 1252. A store
+failure part way stops the import; what was done before it stays.
+
+export writes KEY, its values and its subkeys, depth first, as
+"Windows Registry Editor Version 5.00" (UTF-16 LE with a byte order mark),
+or with --regedit4 as "REGEDIT4" (8-bit, code page 1252). A REG_SZ that a
+quoted string would not give back byte for byte is written as hex(1):.
+What the format cannot carry at all (a name with a line break; in REGEDIT4
+a character outside code page 1252) is written as "?" and named in a
+warning on stderr.
+
+dump prints KEY and its subtree: a key a line in brackets, its values
+indented below it with their type and data.
+
+On a terminal, a long import or export shows its progress on stderr.
+
+Exit status: 0 done, 1 KEY does not exist (export, dump), 2 bad usage,
+3 FILE cannot be read or written, or the store failed (the reason goes
+to stderr), 4 the .reg file is malformed.
 )";
 
 }  // namespace tmhost

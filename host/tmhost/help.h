@@ -9,5 +9,6 @@ extern const char kInfoHelp[];
 extern const char kCatalogueHelp[];
 extern const char kMessageHelp[];
 extern const char kIniHelp[];
+extern const char kRegHelp[];
 
 }  // namespace tmhost

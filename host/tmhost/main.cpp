@@ -30,5 +30,6 @@ int main(int argc, char** argv) {
   if (command == "message") return tmhost::MessageCommand(options, rest);
   if (command == "child") return tmhost::ChildCommand(options, rest);
   if (command == "ini") return tmhost::IniCommand(options, rest);
+  if (command == "reg") return tmhost::RegCommand(options, rest);
   return tmhost::UsageError("unknown command \"" + command + "\"", "");
 }
