@@ -4,6 +4,7 @@
 
 #include "files/fs_layer.h"
 #include "files/fs_reports.h"
+#include "text/letter_case.h"
 
 namespace files {
 
@@ -58,18 +59,6 @@ bool IsDotEntry(std::u16string_view name) {
   return name == u"." || name == u"..";
 }
 
-char16_t Fold(char16_t c) {
-  return c >= u'a' && c <= u'z' ? static_cast<char16_t>(c - 0x20) : c;
-}
-
-bool SameName(std::u16string_view a, std::u16string_view b) {
-  if (a.size() != b.size()) return false;
-  for (std::size_t i = 0; i < a.size(); ++i) {
-    if (Fold(a[i]) != Fold(b[i])) return false;
-  }
-  return true;
-}
-
 // The matching rule of the second walk.
 bool NameMatches(std::u16string_view pattern, std::u16string_view name) {
   const std::size_t slash = pattern.find_last_of(u"\\/");
@@ -79,7 +68,7 @@ bool NameMatches(std::u16string_view pattern, std::u16string_view name) {
       part.find_first_of(u"*?") != std::u16string_view::npos) {
     return true;
   }
-  return SameName(part, name);
+  return text::EqualAsciiNoCase(part, name);
 }
 
 // Calls `step` for every entry of `pattern`; stops with false at the first

@@ -7,6 +7,7 @@
 #include <algorithm>
 
 #include "files/fs_reports.h"
+#include "text/letter_case.h"
 
 namespace files {
 
@@ -14,20 +15,6 @@ namespace {
 
 // The module file name is read into a buffer of this many characters.
 constexpr std::size_t kModuleNameChars = 261;
-
-char16_t UpperChar(char16_t c) {
-  if (c >= u'a' && c <= u'z') return static_cast<char16_t>(c - 0x20);
-  if (c >= 0xE0 && c <= 0xFE && c != 0xF7)
-    return static_cast<char16_t>(c - 0x20);
-  if (c == 0xFF) return 0x178;
-  return c;
-}
-
-std::u16string Upper(std::u16string_view text) {
-  std::u16string out(text);
-  std::transform(out.begin(), out.end(), out.begin(), UpperChar);
-  return out;
-}
 
 // The directory part of a module file name, read as the system's buffer
 // would hold it, without its trailing "\".
@@ -105,8 +92,8 @@ bool FileSystemLayer::MakeRelativePath(std::u16string* out,
   std::u16string resolved;
   const std::size_t length = ResolvePath(with_slash, kMaxPath, &resolved);
   if (length == 0 || length >= kMaxPath) resolved = with_slash;
-  resolved = Upper(resolved);
-  const std::u16string upper_target = Upper(target);
+  resolved = text::UpperLatin(resolved);
+  const std::u16string upper_target = text::UpperLatin(target);
   // Kept as is: a plain text prefix test, so a target equal to the base
   // without its "\" counts one step up ("\A\B" from "\A\B" is "..\B").
   int steps = 0;

@@ -8,6 +8,7 @@
 #include <cstdio>
 
 #include "frame/code_page.h"
+#include "text/letter_case.h"
 
 namespace sys {
 namespace {
@@ -23,23 +24,6 @@ constexpr Text kCrLf = u"\r\n";
 constexpr std::size_t kHexBreak = 77;
 
 bool IsBlank(char16_t c) { return c == u' ' || c == u'\t'; }
-
-char16_t Fold(char16_t c) {
-  return c >= u'a' && c <= u'z' ? static_cast<char16_t>(c - 0x20) : c;
-}
-
-bool EqualNoCase(Text a, Text b) {
-  if (a.size() != b.size()) return false;
-  for (std::size_t i = 0; i < a.size(); ++i) {
-    if (Fold(a[i]) != Fold(b[i])) return false;
-  }
-  return true;
-}
-
-bool StartsNoCase(Text text, Text prefix) {
-  return text.size() >= prefix.size() &&
-         EqualNoCase(text.substr(0, prefix.size()), prefix);
-}
 
 Text TrimLeft(Text t) {
   while (!t.empty() && IsBlank(t.front())) t.remove_prefix(1);
@@ -84,8 +68,8 @@ const char* ParseRegKeyPath(Text text, bool short_names, RegKeyPath* out) {
   const Text root = text.substr(0, end);
   const Root* found = nullptr;
   for (const Root& r : kRoots) {
-    if (EqualNoCase(root, r.name) ||
-        (short_names && EqualNoCase(root, r.short_name))) {
+    if (text::EqualAsciiNoCase(root, r.name) ||
+        (short_names && text::EqualAsciiNoCase(root, r.short_name))) {
       found = &r;
     }
   }
@@ -441,10 +425,10 @@ class Parser {
       change.type = plat::kRegSz;
       AppendUtf16(&change.data, text);
       AppendUtf16(&change.data, Text(u"\0", 1));
-    } else if (StartsNoCase(rest, u"dword:")) {
+    } else if (text::StartsAsciiNoCase(rest, u"dword:")) {
       if (!Dword(rest.substr(6), &change.data)) return false;
       change.type = plat::kRegDword;
-    } else if (StartsNoCase(rest, u"hex")) {
+    } else if (text::StartsAsciiNoCase(rest, u"hex")) {
       if (!Hex(rest.substr(3), &change.type, &change.data)) return false;
     } else {
       return Fail("the data must be \"text\", dword:, hex:, hex(N): or -");

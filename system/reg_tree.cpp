@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "system/registry_path.h"
+#include "text/letter_case.h"
 
 namespace sys {
 namespace {
@@ -15,18 +16,6 @@ constexpr std::size_t kFirstBufferSize = 256;
 
 bool IsMissing(plat::SysErr err) {
   return err == plat::kErrFileNotFound || err == plat::kErrPathNotFound;
-}
-
-char16_t Fold(char16_t c) {
-  return c >= u'a' && c <= u'z' ? static_cast<char16_t>(c - 0x20) : c;
-}
-
-bool EqualNoCase(std::u16string_view a, std::u16string_view b) {
-  if (a.size() != b.size()) return false;
-  for (std::size_t i = 0; i < a.size(); ++i) {
-    if (Fold(a[i]) != Fold(b[i])) return false;
-  }
-  return true;
 }
 
 std::u16string ValueWhere(std::u16string_view key, std::u16string_view name) {
@@ -68,7 +57,7 @@ std::u16string StoredCase(plat::Key root, std::u16string_view sub) {
             plat::kOk &&
         SubkeyNames(parent.get(), &names) == plat::kOk) {
       for (const std::u16string& stored : names) {
-        if (EqualNoCase(stored, name)) {
+        if (text::EqualAsciiNoCase(stored, name)) {
           name = stored;
           break;
         }

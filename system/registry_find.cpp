@@ -14,6 +14,7 @@
 #include "system/registry_keys.h"
 #include "system/registry_path.h"
 #include "system/registry_values.h"
+#include "text/letter_case.h"
 
 namespace sys {
 namespace {
@@ -29,29 +30,6 @@ enum Option : std::int32_t {
 constexpr char16_t kFieldSeparator = u'\t';
 
 // ---- Matching ---------------------------------------------------------------
-
-// Upper case for ASCII, Latin-1 and Latin Extended-A, the letters the
-// handheld's code pages carry.
-char16_t Upper(char16_t c) {
-  if (c >= u'a' && c <= u'z') return static_cast<char16_t>(c - 0x20);
-  if (c < 0xE0) return c;
-  if (c <= 0xFE) return c == 0xF7 ? c : static_cast<char16_t>(c - 0x20);
-  if (c == 0xFF) return 0x178;
-  const bool odd = (c & 1) != 0;
-  if ((c >= 0x100 && c <= 0x137) || (c >= 0x14A && c <= 0x177)) {
-    return odd ? static_cast<char16_t>(c - 1) : c;
-  }
-  if ((c >= 0x139 && c <= 0x148) || (c >= 0x179 && c <= 0x17E)) {
-    return odd ? c : static_cast<char16_t>(c - 1);
-  }
-  return c;
-}
-
-std::u16string Upper(std::u16string_view text) {
-  std::u16string out(text);
-  for (char16_t& c : out) c = Upper(c);
-  return out;
-}
 
 // Words are made of letters and digits; everything else separates them:
 // blanks, punctuation and symbols, control characters, "\" and the
@@ -69,12 +47,12 @@ bool IsWordSeparator(char16_t c) {
 class Matcher {
  public:
   Matcher(std::u16string_view sought, bool whole_word)
-      : sought_(Upper(sought)), whole_word_(whole_word) {}
+      : sought_(text::UpperLatin(sought)), whole_word_(whole_word) {}
 
   // Only the first occurrence is looked at: with whole words, a first
   // occurrence inside a word is no match even if a later one stands alone.
   bool operator()(std::u16string_view candidate) const {
-    const std::u16string text = Upper(candidate);
+    const std::u16string text = text::UpperLatin(candidate);
     const std::size_t at = text.find(sought_);
     if (at == std::u16string::npos) return false;
     if (!whole_word_) return true;

@@ -1,6 +1,7 @@
 // system/registry_path.cpp: splitting key paths, root handles, opening and
 // closing keys for the registry functions.
 #include "system/registry_path.h"
+#include "text/letter_case.h"
 
 namespace sys {
 namespace {
@@ -29,10 +30,6 @@ constexpr RootKey kRootKeys[] = {
     {u"HKEY_USERS", plat::kUsers},
 };
 
-char16_t AsciiUpper(char16_t c) {
-  return c >= u'a' && c <= u'z' ? static_cast<char16_t>(c - 0x20) : c;
-}
-
 constexpr plat::SysErr kErrPathTooLong = plat::kErrFilenameTooLong;
 
 }  // namespace
@@ -53,17 +50,9 @@ RegistryPath SplitRegistryPath(std::u16string_view path) {
   return out;
 }
 
-bool EqualAsciiNoCase(std::u16string_view a, std::u16string_view b) {
-  if (a.size() != b.size()) return false;
-  for (std::size_t i = 0; i < a.size(); ++i) {
-    if (AsciiUpper(a[i]) != AsciiUpper(b[i])) return false;
-  }
-  return true;
-}
-
 plat::Key RootHandle(std::u16string_view root) {
   for (const RootKey& r : kRootKeys) {
-    if (EqualAsciiNoCase(root, r.name)) return r.key;
+    if (text::EqualAsciiNoCase(root, r.name)) return r.key;
   }
   return 0;
 }

@@ -32,9 +32,6 @@ RegistryPath SplitRegistryPath(std::u16string_view path);
 // for the three roots the system has no key for, and for any other name.
 plat::Key RootHandle(std::u16string_view root);
 
-// Root and type names compare without regard to ASCII case.
-bool EqualAsciiNoCase(std::u16string_view a, std::u16string_view b);
-
 // "sub\name", or "name" under the root itself.
 std::u16string ChildSub(std::u16string_view sub, std::u16string_view name);
 // "root\sub", or "root" for the root itself.

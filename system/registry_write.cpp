@@ -15,6 +15,7 @@
 #include "frame/xerror.h"
 #include "system/registry_path.h"
 #include "system/registry_values.h"
+#include "text/letter_case.h"
 
 namespace sys {
 namespace {
@@ -155,7 +156,7 @@ Typed TypedPayload(frame::AnyValue* value, const char16_t* type_name,
                    Payload* out) {
   const TypeName* found = nullptr;
   for (const TypeName& t : kTypeNames) {
-    if (EqualAsciiNoCase(TextArg(type_name), t.name)) found = &t;
+    if (text::EqualAsciiNoCase(TextArg(type_name), t.name)) found = &t;
   }
   if (found == nullptr) return Typed::kUnknownType;
   std::uint32_t status = 0;
