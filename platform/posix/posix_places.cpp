@@ -117,8 +117,10 @@ SysErr ProgramPath(std::u16string* path) {
   std::string root;
   if (const SysErr err = DeviceRoot(&root); err != kOk) return err;
   std::u16string device = DevicePathOf(root, exe);
-  if (device.empty())
-    device = u"\\" + FromHostText(exe.substr(exe.rfind('/') + 1));
+  if (device.empty()) {
+    device.assign(1, u'\\');
+    device += FromHostText(exe.substr(exe.rfind('/') + 1));
+  }
   *path = device;
   return kOk;
 }
