@@ -82,6 +82,57 @@ using GetFileAttributesExFn = int (*)(const char16_t* path, int level,
 // lies in memory (little-endian fields) and returns 0 (S_OK).
 using CoCreateGuidFn = long (*)(std::uint8_t guid[16]);
 
+// "TOOLHELP.DLL": snapshots of processes and modules. The records keep the
+// handheld's layout (32-bit fields, UTF-16 names) and sizes, which the
+// caller puts in `size` before the first call.
+struct ProcessEntry32 {  // PROCESSENTRY32W
+  std::uint32_t size;    // 564
+  std::uint32_t usage;
+  std::uint32_t process_id;
+  std::uint32_t default_heap_id;
+  std::uint32_t module_id;
+  std::uint32_t threads;
+  std::uint32_t parent_process_id;
+  std::int32_t priority_base;
+  std::uint32_t flags;
+  char16_t exe_file[260];  // the executable's file name
+  std::uint32_t memory_base;
+  std::uint32_t access_key;
+};
+static_assert(sizeof(ProcessEntry32) == 564, "the handheld's record");
+struct ModuleEntry32 {  // MODULEENTRY32W
+  std::uint32_t size;   // 1,076
+  std::uint32_t module_id;
+  std::uint32_t process_id;
+  std::uint32_t global_usage;
+  std::uint32_t process_usage;
+  std::uint32_t base_address;
+  std::uint32_t base_size;
+  std::uint32_t module_handle;
+  char16_t module[256];    // the module's file name
+  char16_t exe_path[260];  // its full path
+  std::uint32_t flags;
+  std::uint32_t data_base;
+  std::uint32_t base;
+};
+static_assert(sizeof(ModuleEntry32) == 1076, "the handheld's record");
+inline constexpr std::uint32_t kSnapProcess = 0x00000002;
+inline constexpr std::uint32_t kSnapModule = 0x00000008;
+inline constexpr std::uint32_t kSnapNoHeaps = 0x40000000;
+// CreateToolhelp32Snapshot(flags, process id): kInvalidHandle on failure.
+using CreateToolhelp32SnapshotFn = std::intptr_t (*)(std::uint32_t flags,
+                                                     std::uint32_t process_id);
+using Process32Fn = int (*)(std::intptr_t snapshot, ProcessEntry32* entry);
+using Module32Fn = int (*)(std::intptr_t snapshot, ModuleEntry32* entry);
+using CloseToolhelp32SnapshotFn = int (*)(std::intptr_t snapshot);
+// "PSAPI.DLL", over a process handle of Processes::Open (rights 0x410).
+using EnumProcessModulesFn = int (*)(std::intptr_t process, Module* modules,
+                                     std::uint32_t bytes,
+                                     std::uint32_t* needed);
+using GetModuleFileNameExFn = std::uint32_t (*)(std::intptr_t process,
+                                                Module module, char16_t* name,
+                                                std::uint32_t size);
+
 // ---- Files ------------------------------------------------------------------
 
 // A system handle: an open file, a directory opened with backup semantics,
@@ -221,6 +272,17 @@ class Files {
 
 // ---- Time, locale and errors -----------------------------------------------
 
+// What GetVersionEx tells.
+struct OsVersion {
+  std::uint32_t major = 0;
+  std::uint32_t minor = 0;
+  std::uint32_t build = 0;
+  std::uint32_t platform_id = 0;
+  std::u16string service_pack;  // szCSDVersion, at most 127 characters
+};
+inline constexpr std::uint32_t kPlatformDesktop = 2;  // VER_PLATFORM_WIN32_NT
+inline constexpr std::uint32_t kPlatformHandheld = 3;  // VER_PLATFORM_WIN32_CE
+
 class SystemInfo {
  public:
   virtual ~SystemInfo() = default;
@@ -239,6 +301,9 @@ class SystemInfo {
   virtual std::uint16_t UserDefaultLangId() = 0;
   // Minutes to add to UTC for local time at the given UTC instant.
   virtual std::int32_t UtcOffsetMinutes(FileTime utc) = 0;
+  // GetVersionEx. Platform id 2 is the desktop class (Linux reports it,
+  // from uname); the handheld's is 3.
+  virtual OsVersion Version() = 0;
 };
 
 // ---- Registry ---------------------------------------------------------------
@@ -345,6 +410,63 @@ class Registry {
   virtual SysErr DeleteKey(Key parent, std::u16string_view subkey) = 0;
 };
 
+// ---- Processes --------------------------------------------------------------
+
+using ProcessId = std::uint32_t;
+// The exit code of a process that has not ended (STILL_ACTIVE).
+inline constexpr std::uint32_t kStillActive = 259;
+// Rights of an opened process.
+inline constexpr std::uint32_t kProcessTerminate = 0x0001;
+inline constexpr std::uint32_t kProcessVmRead = 0x0010;
+inline constexpr std::uint32_t kProcessQueryInformation = 0x0400;
+// Wait results besides kOk (the process ended).
+inline constexpr SysErr kWaitTimeout = 258;
+// A window message of the thread's queue (MSG); 15 is WM_PAINT.
+inline constexpr std::uint32_t kMessagePaint = 15;
+struct WindowMessage {
+  std::uintptr_t window = 0;
+  std::uint32_t message = 0;
+  std::uintptr_t wparam = 0;
+  std::intptr_t lparam = 0;
+};
+
+struct ProcessInfo {  // PROCESS_INFORMATION
+  Handle process = kInvalidHandle;
+  Handle thread = kInvalidHandle;
+  ProcessId process_id = 0;
+  ProcessId thread_id = 0;
+};
+
+// Programs are device paths, as files are. Process and thread handles are
+// closed with CloseHandle; every call returns kOk or the error it also
+// leaves as the last error.
+class Processes {
+ public:
+  virtual ~Processes() = default;
+  // CreateProcess: `program` is the program's device path, `arguments` the
+  // rest of the command line, split into words by the system's rules. No
+  // handle is inherited; the environment is the caller's.
+  virtual SysErr Create(std::u16string_view program,
+                        std::u16string_view arguments, ProcessInfo* out) = 0;
+  // OpenProcess: 87 when no process has that identifier.
+  virtual SysErr Open(ProcessId id, std::uint32_t access, Handle* out) = 0;
+  // GetExitCodeProcess: kStillActive while it runs.
+  virtual SysErr ExitCode(Handle process, std::uint32_t* code) = 0;
+  virtual SysErr Terminate(Handle process, std::uint32_t code) = 0;
+  // WaitForSingleObject on a process: kOk once it has ended, kWaitTimeout
+  // when it has not within `milliseconds`.
+  virtual SysErr Wait(Handle process, std::uint32_t milliseconds) = 0;
+  virtual SysErr CloseHandle(Handle handle) = 0;
+  virtual ProcessId CurrentProcessId() = 0;
+
+  // The calling thread's message queue, as a waiting launch pumps it:
+  // PeekMessage with removal (false when empty), then TranslateMessage and
+  // DispatchMessage. A Linux process has no windows: its queue is empty.
+  virtual bool TakeMessage(WindowMessage* message) = 0;
+  virtual void DispatchMessage(const WindowMessage& message) = 0;
+  virtual void Sleep(std::uint32_t milliseconds) = 0;
+};
+
 // ---- The platform -----------------------------------------------------------
 
 struct Platform {
@@ -353,6 +475,7 @@ struct Platform {
   Files& files;
   Libraries& libraries;
   Registry& registry;
+  Processes& processes;
 };
 
 // The backend linked into this build; never destroyed.

@@ -10,7 +10,8 @@ FakePlatform::FakePlatform()
       files_(real_.files, real_.system),
       libraries_(real_.libraries, real_.system),
       registry_(real_.registry, real_.system),
-      platform_{real_.modules, system_, files_, libraries_, registry_},
+      platform_{real_.modules, system_, files_, libraries_, registry_,
+                real_.processes},
       scope_(platform_) {}
 
 }  // namespace plat

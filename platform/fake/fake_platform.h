@@ -141,6 +141,8 @@ class FakeSystemInfo final : public SystemInfo {
   // Refused: SetLocalTime fails with 1314. Accepted (the default): it sets
   // the fake clock.
   void RefuseSetLocalTime(bool refuse);
+  // Version() answers this record from now on (by default the real one).
+  void SetVersion(const OsVersion& version);
 
   std::u16string ErrorText(SysErr code) override;
   SysErr LastError() override;
@@ -150,6 +152,7 @@ class FakeSystemInfo final : public SystemInfo {
   std::uint32_t TickCount() override;
   std::uint16_t UserDefaultLangId() override;
   std::int32_t UtcOffsetMinutes(FileTime utc) override;
+  OsVersion Version() override;
 
  private:
   SystemInfo& real_;
@@ -159,6 +162,7 @@ class FakeSystemInfo final : public SystemInfo {
   std::int32_t offset_ = 0;
   std::uint16_t lang_ = 1033;
   bool refuse_set_ = false;
+  std::optional<OsVersion> version_;
 };
 
 // Every Registry operation, for FailNext.

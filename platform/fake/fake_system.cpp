@@ -98,4 +98,17 @@ std::int32_t FakeSystemInfo::UtcOffsetMinutes(FileTime) {
   return offset_;
 }
 
+void FakeSystemInfo::SetVersion(const OsVersion& version) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  version_ = version;
+}
+
+OsVersion FakeSystemInfo::Version() {
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (version_) return *version_;
+  }
+  return real_.Version();
+}
+
 }  // namespace plat

@@ -20,13 +20,29 @@ class PosixModules final : public Modules {
   }
 };
 
+// Until the process backend lands: nothing can be started or opened.
+class NoProcesses final : public Processes {
+ public:
+  SysErr Create(std::u16string_view, std::u16string_view, ProcessInfo*) override { return 50; }
+  SysErr Open(ProcessId, std::uint32_t, Handle*) override { return 50; }
+  SysErr ExitCode(Handle, std::uint32_t*) override { return 50; }
+  SysErr Terminate(Handle, std::uint32_t) override { return 50; }
+  SysErr Wait(Handle, std::uint32_t) override { return 50; }
+  SysErr CloseHandle(Handle) override { return 50; }
+  ProcessId CurrentProcessId() override { return 0; }
+  bool TakeMessage(WindowMessage*) override { return false; }
+  void DispatchMessage(const WindowMessage&) override {}
+  void Sleep(std::uint32_t) override {}
+};
+
 Platform*& Slot() {
   static PosixModules modules;
   static posix::PosixSystemInfo system;
   static posix::PosixFiles files;
   static posix::PosixLibraries libraries;
   static posix::PosixRegistry registry;
-  static Platform posix{modules, system, files, libraries, registry};
+  static NoProcesses processes;
+  static Platform posix{modules, system, files, libraries, registry, processes};
   static Platform* current = &posix;
   return current;
 }

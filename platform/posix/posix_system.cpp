@@ -2,6 +2,7 @@
 // error numbers.
 #include "platform/posix/posix_system.h"
 
+#include <sys/utsname.h>
 #include <time.h>
 
 #include <cerrno>
@@ -126,6 +127,27 @@ std::int32_t PosixSystemInfo::UtcOffsetMinutes(FileTime utc) {
   tm local{};
   if (localtime_r(&seconds, &local) == nullptr) return 0;
   return static_cast<std::int32_t>(local.tm_gmtoff / 60);
+}
+
+// The kernel's release "6.1.0-18-amd64" gives 6, 1 and build 0; the desktop
+// class, since a Linux host is no handheld.
+OsVersion PosixSystemInfo::Version() {
+  OsVersion version;
+  version.platform_id = kPlatformDesktop;
+  utsname names{};
+  if (uname(&names) != 0) return version;
+  unsigned parts[3] = {0, 0, 0};
+  const char* p = names.release;
+  for (unsigned& part : parts) {
+    char* end = nullptr;
+    part = static_cast<unsigned>(std::strtoul(p, &end, 10));
+    if (end == p || *end != '.') break;
+    p = end + 1;
+  }
+  version.major = parts[0];
+  version.minor = parts[1];
+  version.build = parts[2];
+  return version;
 }
 
 }  // namespace plat::posix

@@ -23,6 +23,7 @@ class PosixSystemInfo final : public SystemInfo {
   // From LC_ALL, else LC_MESSAGES, else LANG: the first that is set.
   std::uint16_t UserDefaultLangId() override;
   std::int32_t UtcOffsetMinutes(FileTime utc) override;
+  OsVersion Version() override;
 };
 
 }  // namespace plat::posix

@@ -78,7 +78,7 @@ struct EntryTest : ::testing::Test {
   PeerModules modules;
   plat::Platform platform{modules, plat::Current().system,
                           plat::Current().files, plat::Current().libraries,
-                          plat::Current().registry};
+                          plat::Current().registry, plat::Current().processes};
   plat::ScopedPlatform scoped{platform};
 };
 

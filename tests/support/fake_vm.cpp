@@ -287,7 +287,8 @@ void* FakeConversionProxy() {
 
 FakeVm::FakeVm()
     : platform_{modules_, plat::Current().system, plat::Current().files,
-                plat::Current().libraries, plat::Current().registry},
+                plat::Current().libraries, plat::Current().registry,
+                plat::Current().processes},
       scope_(platform_) {
   Conversions() = ConversionLog{};
   modules_.Define(kModule, "nConversionDepassementExt",

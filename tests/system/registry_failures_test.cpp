@@ -93,7 +93,7 @@ class RegistryFailureTest : public ::testing::Test {
   CountingRegistry counting_{fake_.registry()};
   plat::Platform counted_{fake_.platform().modules, fake_.platform().system,
                           fake_.platform().files, fake_.platform().libraries,
-                          counting_};
+                          counting_, fake_.platform().processes};
   plat::ScopedPlatform scope_{counted_};
   frame::CXError record_;
   frame::Self self_{nullptr, 0, &record_};
