@@ -232,8 +232,4 @@ Word CommandeComposante(std::uint32_t command, Word record, Word, Word) {
   }
 }
 
-// Kept until the LZH codec is part of the build: every request fails with
-// the "packing failed" status, never a silent success.
-std::int16_t Compacte(const char16_t*, const char16_t*) { return 4; }
-
 }  // namespace frame

@@ -15,7 +15,6 @@ void* QueryProxy(std::uint32_t number);
 void DeclareProxy(Word* a, std::uint16_t* b, Word* c, std::uint16_t* d);
 Word Execution(std::uint32_t event, Word p, Word q);
 Word CommandeComposante(std::uint32_t command, Word record, Word, Word);
-std::int16_t Compacte(const char16_t* source, const char16_t* target);
 
 // Lifecycle state, for the frame's own use and its tests.
 bool IsInitialised();

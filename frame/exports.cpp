@@ -1,4 +1,5 @@
-// frame/exports.cpp: the nine names the VM looks up in the library.
+// frame/exports.cpp: the ten names the host looks up in the library.
+#include "files/packed_file.h"
 #include "frame/conversion.h"
 #include "frame/entry.h"
 #include "frame/exports.h"
@@ -45,5 +46,10 @@ STD8_EXPORT std::int32_t STD8_CALL bInitTLConvFromVM(Word vm_module,
 
 STD8_EXPORT std::int16_t STD8_CALL nfCompacte(const char16_t* source,
                                               const char16_t* target) {
-  return frame::Compacte(source, target);
+  return files::Compacte(source, target);
+}
+
+STD8_EXPORT std::int16_t STD8_CALL nfDecompacte(const char16_t* source,
+                                                const char16_t* target) {
+  return files::Decompacte(source, target);
 }

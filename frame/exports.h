@@ -1,4 +1,4 @@
-// frame/exports.h: the nine entry points the component exports, as the VM
+// frame/exports.h: the ten entry points the component exports, as the VM
 // (and the reference host) call them, and the layout of the tables that
 // InfoComposante hands out.
 #pragma once
@@ -75,6 +75,8 @@ using BInitTLConvFromVMFn = std::int32_t(STD8_CALL*)(Word vm_module,
                                                      Word reserved);
 using NfCompacteFn = std::int16_t(STD8_CALL*)(const char16_t* source,
                                               const char16_t* target);
+using NfDecompacteFn = std::int16_t(STD8_CALL*)(const char16_t* source,
+                                                const char16_t* target);
 
 // pQueryProxy(6): the random-number service object. Operations in slot
 // order: add a reference, release, draw an integer between two bounds.

@@ -79,6 +79,8 @@ bool Host::Load(const std::string& component_path, const std::string& vm_path) {
   exports_.declare_proxy =
       component_.Get<frame::DeclareProxyFn>("DeclareProxy");
   exports_.compact = component_.Get<frame::NfCompacteFn>("nfCompacte");
+  exports_.decompact =
+      component_.Get<frame::NfDecompacteFn>("nfDecompacte");
   if (exports_.init == nullptr || exports_.term == nullptr ||
       exports_.info == nullptr || exports_.execution == nullptr ||
       exports_.command == nullptr || exports_.bind_conversion == nullptr) {

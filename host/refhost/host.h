@@ -32,7 +32,7 @@
 
 namespace refhost {
 
-// The nine exports of the component; the first six must be there.
+// The ten exports of the component; the first six must be there.
 struct Exports {
   frame::BInitLibraryFn init = nullptr;
   frame::TermLibraryFn term = nullptr;
@@ -43,6 +43,7 @@ struct Exports {
   frame::PQueryProxyFn query_proxy = nullptr;
   frame::DeclareProxyFn declare_proxy = nullptr;
   frame::NfCompacteFn compact = nullptr;
+  frame::NfDecompacteFn decompact = nullptr;
 };
 
 // A message of the component's message block (CommandeComposante 3, 4).

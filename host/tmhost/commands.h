@@ -45,6 +45,8 @@ int CatalogueCommand(GlobalOptions options, std::span<const std::string> words);
 int MessageCommand(GlobalOptions options, std::span<const std::string> words);
 int ChildCommand(GlobalOptions options, std::span<const std::string> words);
 int IniCommand(GlobalOptions options, std::span<const std::string> words);
+int CompressCommand(GlobalOptions options, std::span<const std::string> words);
+int ExpandCommand(GlobalOptions options, std::span<const std::string> words);
 int RegCommand(GlobalOptions options, std::span<const std::string> words);
 
 }  // namespace tmhost

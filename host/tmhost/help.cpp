@@ -16,6 +16,8 @@ Commands:
   catalogue  the function records, syntaxes and signatures
   message    a message text of the component and its class
   ini        read or write one entry of an INI file
+  compress   pack a file into the component's LZH (-lh5-) file
+  expand     restore a packed file
   reg        import, export or dump registry keys as .reg files
 
 Options:
@@ -178,6 +180,41 @@ On a terminal, a long import or export shows its progress on stderr.
 Exit status: 0 done, 1 KEY does not exist (export, dump), 2 bad usage,
 3 FILE cannot be read or written, or the store failed (the reason goes
 to stderr), 4 the .reg file is malformed.
+)";
+
+const char kCompressHelp[] =
+    R"(Usage: tmhost [--lib PATH] compress SRC DST
+
+Packs file SRC into DST with nfCompacte of the library: a 284-byte header
+(0x20, "-lh5-", the sizes, SRC's path), the lh5 stream and two 0 bytes.
+When packing gains nothing, DST is a plain copy of SRC. DST takes SRC's
+time stamps. SRC and DST are device paths ("\data\log.txt"), taken under
+the directory that TESSEL_ROOT names.
+
+On a terminal, work that lasts more than half a second shows its
+percentage on stderr; an interrupt (Ctrl-C) cancels it.
+
+Exit status: nfCompacte's status: 0 done, 1 SRC cannot be read, 2 DST
+cannot be created, 4 packing failed, 5 not enough memory, 6 interrupted
+(DST is deleted), 7 packing failed and DST's disk is full. 64 bad usage or
+no library.
+)";
+
+const char kExpandHelp[] =
+    R"(Usage: tmhost [--lib PATH] expand SRC DST
+
+Restores the packed file SRC into DST with nfDecompacte of the library.
+A file that is not packed (the plain copy that packing leaves when it
+gains nothing) is copied as it stands. DST takes SRC's time stamps. SRC
+and DST are device paths, taken under the directory that TESSEL_ROOT names.
+
+On a terminal, work that lasts more than half a second shows its
+percentage on stderr; an interrupt (Ctrl-C) cancels it.
+
+Exit status: nfDecompacte's status: 0 done, 1 SRC cannot be read, 2 DST
+cannot be created, 3 SRC is a corrupt packed file or uses another method,
+4 writing failed, 5 not enough memory, 6 interrupted. DST is deleted
+whenever the status is not 0. 64 bad usage or no library.
 )";
 
 }  // namespace tmhost

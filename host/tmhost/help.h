@@ -9,6 +9,8 @@ extern const char kInfoHelp[];
 extern const char kCatalogueHelp[];
 extern const char kMessageHelp[];
 extern const char kIniHelp[];
+extern const char kCompressHelp[];
+extern const char kExpandHelp[];
 extern const char kRegHelp[];
 
 }  // namespace tmhost

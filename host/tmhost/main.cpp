@@ -30,6 +30,8 @@ int main(int argc, char** argv) {
   if (command == "message") return tmhost::MessageCommand(options, rest);
   if (command == "child") return tmhost::ChildCommand(options, rest);
   if (command == "ini") return tmhost::IniCommand(options, rest);
+  if (command == "compress") return tmhost::CompressCommand(options, rest);
+  if (command == "expand") return tmhost::ExpandCommand(options, rest);
   if (command == "reg") return tmhost::RegCommand(options, rest);
   return tmhost::UsageError("unknown command \"" + command + "\"", "");
 }

@@ -35,6 +35,14 @@ inline constexpr std::uint32_t kConvOverflow = 101;    // out of range
 inline constexpr std::uint32_t kConvSyntax = 102;      // text not a number
 inline constexpr std::uint32_t kConvNoMemory = 103;    // no block for text
 
+// A progress step of a long operation of the component (event 3054 to
+// the peer Execution): how far it has come, for which window.
+struct ProgressStep {
+  int percent;
+  frame::Word window;
+};
+using ProgressListener = void (*)(void* context, int percent);
+
 // The peer Execution's answer to (3053, n) unless set otherwise.
 inline constexpr frame::Word DefaultPeerAnswer(std::uint32_t n) {
   return 0x30530000u + n;
@@ -71,6 +79,14 @@ class Control {
   virtual std::vector<SessionCall> SessionCalls() const = 0;
   virtual int ConversionCalls() const = 0;
   virtual int EndConversionCalls() const = 0;
+  // Progress steps: every one is recorded and handed to `listener` (null
+  // for none); from `percent` on the VM answers that the user cancelled
+  // (a negative percent: never).
+  virtual void SetProgressListener(ProgressListener listener,
+                                   void* context) = 0;
+  virtual void CancelAtPercent(int percent) = 0;
+  virtual std::vector<ProgressStep> ProgressSteps() const = 0;
+
   // Clears the records, not the settings nor the memory statistics.
   virtual void ClearRecords() = 0;
 

@@ -1,6 +1,7 @@
 // host/vm/vm.cpp: the reference VM module's answers and records.
 #include "host/vm/vm.h"
 
+#include "frame/progress.h"
 #include "host/unset_slots.h"
 #include "host/vm/conversion.h"
 
@@ -44,6 +45,9 @@ Vm::Vm() {
 }
 
 frame::Word Vm::Execution(std::uint32_t event, frame::Word p, frame::Word q) {
+  if (event == frame::kEventProgress) {
+    return Progress(static_cast<int>(p), q);
+  }
   std::lock_guard lock(mutex_);
   if (event == kEventQuery) {
     const auto n = static_cast<std::uint32_t>(p);
@@ -149,8 +153,41 @@ int Vm::EndConversionCalls() const {
   return end_conversion_calls_;
 }
 
+// The listener runs outside the lock, so that it may use the control too.
+frame::Word Vm::Progress(int percent, frame::Word window) {
+  ProgressListener listener = nullptr;
+  void* context = nullptr;
+  bool cancel = false;
+  {
+    std::lock_guard lock(mutex_);
+    progress_steps_.push_back({percent, window});
+    listener = progress_listener_;
+    context = progress_context_;
+    cancel = cancel_at_ >= 0 && percent >= cancel_at_;
+  }
+  if (listener != nullptr) listener(context, percent);
+  return cancel ? frame::kProgressStop : 0;
+}
+
+void Vm::SetProgressListener(ProgressListener listener, void* context) {
+  std::lock_guard lock(mutex_);
+  progress_listener_ = listener;
+  progress_context_ = context;
+}
+
+void Vm::CancelAtPercent(int percent) {
+  std::lock_guard lock(mutex_);
+  cancel_at_ = percent;
+}
+
+std::vector<ProgressStep> Vm::ProgressSteps() const {
+  std::lock_guard lock(mutex_);
+  return progress_steps_;
+}
+
 void Vm::ClearRecords() {
   std::lock_guard lock(mutex_);
+  progress_steps_.clear();
   peer_queries_.clear();
   shutdown_calls_ = 0;
   other_events_.clear();

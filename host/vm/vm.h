@@ -43,6 +43,9 @@ class Vm final : public Control {
   std::vector<SessionCall> SessionCalls() const override;
   int ConversionCalls() const override;
   int EndConversionCalls() const override;
+  void SetProgressListener(ProgressListener listener, void* context) override;
+  void CancelAtPercent(int percent) override;
+  std::vector<ProgressStep> ProgressSteps() const override;
   void ClearRecords() override;
 
  private:
@@ -56,6 +59,7 @@ class Vm final : public Control {
   };
 
   Vm();
+  frame::Word Progress(int percent, frame::Word window);
   // The answer to (3053, n); the caller holds the lock.
   frame::Word AnswerLocked(std::uint32_t n) const;
   static frame::Word SessionQuery(Session* session, frame::Word p,
@@ -75,6 +79,10 @@ class Vm final : public Control {
   std::vector<SessionCall> session_calls_;
   int conversion_calls_ = 0;
   int end_conversion_calls_ = 0;
+  ProgressListener progress_listener_ = nullptr;
+  void* progress_context_ = nullptr;
+  int cancel_at_ = -1;
+  std::vector<ProgressStep> progress_steps_;
 };
 
 }  // namespace vm
