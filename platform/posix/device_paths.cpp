@@ -21,25 +21,9 @@ namespace {
 
 bool IsSeparator(char16_t c) { return c == u'\\' || c == u'/'; }
 
-std::string Env(const char* name) {
-  const char* value = std::getenv(name);
-  return value == nullptr ? std::string() : std::string(value);
-}
-
 std::string ChosenRoot() {
-  std::string root = Env("TESSEL_ROOT");
-  if (root.empty()) {
-    std::string data = Env("XDG_DATA_HOME");
-    if (data.empty()) {
-      std::string home = Env("HOME");
-      if (home.empty()) {
-        if (const passwd* pw = getpwuid(getuid()); pw != nullptr)
-          home = pw->pw_dir;
-      }
-      data = home + "/.local/share";
-    }
-    root = data + "/tessel/device";
-  }
+  std::string root = EnvText("TESSEL_ROOT");
+  if (root.empty()) root = TesselDataDir() + "/device";
   while (root.size() > 1 && root.back() == '/') root.pop_back();
   return root;
 }
@@ -104,6 +88,24 @@ bool Exists(const std::string& path) {
 }
 
 }  // namespace
+
+std::string EnvText(const char* name) {
+  const char* value = std::getenv(name);
+  return value == nullptr ? std::string() : std::string(value);
+}
+
+std::string TesselDataDir() {
+  std::string data = EnvText("XDG_DATA_HOME");
+  if (data.empty()) {
+    std::string home = EnvText("HOME");
+    if (home.empty()) {
+      if (const passwd* pw = getpwuid(getuid()); pw != nullptr)
+        home = pw->pw_dir;
+    }
+    data = home + "/.local/share";
+  }
+  return data + "/tessel";
+}
 
 SysErr DeviceRoot(std::string* root) {
   static std::mutex mutex;

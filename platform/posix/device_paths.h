@@ -40,6 +40,12 @@ inline constexpr std::size_t kMaxDevicePath = 260;
 // The device root on the host, created when missing.
 SysErr DeviceRoot(std::string* root);
 
+// The environment variable's value, or empty.
+std::string EnvText(const char* name);
+// Where the component keeps its data when not told: "$XDG_DATA_HOME/tessel",
+// else "~/.local/share/tessel" (not created here).
+std::string TesselDataDir();
+
 struct HostPath {
   std::string path;      // the host path
   std::string parent;    // the host directory holding it

@@ -2,13 +2,13 @@
 // access rights of the registry; the store does the rest.
 #include "platform/posix/posix_registry.h"
 
-#include <pwd.h>
 #include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
 #include <vector>
 
+#include "platform/posix/device_paths.h"
 #include "platform/posix/sys_errors.h"
 
 namespace plat::posix {
@@ -17,11 +17,6 @@ namespace {
 constexpr std::uint32_t kAllRights = 0xFFFFFFFFu;
 
 using Names = std::vector<std::u16string_view>;
-
-std::string Env(const char* name) {
-  const char* value = std::getenv(name);
-  return value == nullptr ? std::string() : std::string(value);
-}
 
 bool IsRoot(Key key) { return key >= kClassesRoot && key <= kUsers; }
 
@@ -59,18 +54,9 @@ SysErr SplitSubkey(std::u16string_view path, Names* names) {
 }  // namespace
 
 std::string RegistryStorePath() {
-  std::string path = Env("TESSEL_REGISTRY");
+  std::string path = EnvText("TESSEL_REGISTRY");
   if (!path.empty()) return path;
-  std::string data = Env("XDG_DATA_HOME");
-  if (data.empty()) {
-    std::string home = Env("HOME");
-    if (home.empty()) {
-      if (const passwd* pw = getpwuid(getuid()); pw != nullptr)
-        home = pw->pw_dir;
-    }
-    data = home + "/.local/share";
-  }
-  return data + "/tessel/registry.db";
+  return TesselDataDir() + "/registry.db";
 }
 
 // ---- Handles ----------------------------------------------------------------
