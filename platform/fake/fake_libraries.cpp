@@ -1,5 +1,5 @@
 // platform/fake/fake_libraries.cpp: the real libraries, less those a test
-// removes.
+// removes, with the entry points it substitutes.
 #include "platform/fake/fake_platform.h"
 
 namespace plat {
@@ -23,6 +23,12 @@ void FakeLibraries::RemoveEntry(std::u16string_view library,
                                 const std::string& entry) {
   std::lock_guard<std::mutex> lock(mutex_);
   removed_entries_.insert({Upper(library), entry});
+}
+
+void FakeLibraries::SetEntry(std::u16string_view library,
+                             const std::string& entry, void* address) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  set_entries_[{Upper(library), entry}] = address;
 }
 
 Module FakeLibraries::LoadLibrary(std::u16string_view name) {
@@ -50,6 +56,13 @@ void* FakeLibraries::GetProcAddress(Module library, const char* name) {
         removed_entries_.count({it->second, name}) != 0) {
       system_.SetLastError(kErrProcNotFound);
       return nullptr;
+    }
+    if (it != loaded_.end() && name != nullptr) {
+      const auto set = set_entries_.find({it->second, name});
+      if (set != set_entries_.end()) {
+        system_.SetLastError(kOk);
+        return set->second;
+      }
     }
   }
   return real_.GetProcAddress(library, name);

@@ -10,8 +10,9 @@ FakePlatform::FakePlatform()
       files_(real_.files, real_.system),
       libraries_(real_.libraries, real_.system),
       registry_(real_.registry, real_.system),
+      processes_(real_.processes, real_.system, libraries_),
       platform_{real_.modules, system_, files_, libraries_, registry_,
-                real_.processes},
+                processes_},
       scope_(platform_) {}
 
 }  // namespace plat

@@ -16,6 +16,10 @@
 //   fake.registry().AddKey(u"HKEY_CURRENT_USER\\Software\\A");
 //   fake.registry().FailNext(plat::RegOp::kSetValue, 5);
 //   fake.registry().FailNextSizeQuery(1016, 40);  // fails, reporting 40 bytes
+//   fake.processes().FailNext(plat::ProcOp::kCreate, 2);
+//   fake.processes().ReportStillActive(3);  // three exit-code reads give 259
+//   fake.processes().PostMessage({0, plat::kMessagePaint, 0, 0});
+//   fake.processes().SetSnapshot({{u"calc.exe", 120}, {u"calc.com", 121}});
 //
 // A failed call sets the last error like a real one. Error texts and the
 // last error itself are the real backend's.
@@ -28,6 +32,7 @@
 #include <set>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "platform/platform.h"
 
@@ -238,6 +243,9 @@ class FakeLibraries final : public Libraries {
   // Library names compare without regard to case, entry points exactly.
   void RemoveLibrary(std::u16string_view library);
   void RemoveEntry(std::u16string_view library, const std::string& entry);
+  // GetProcAddress answers `address` for the entry point from now on.
+  void SetEntry(std::u16string_view library, const std::string& entry,
+                void* address);
 
   Module LoadLibrary(std::u16string_view name) override;
   void* GetProcAddress(Module library, const char* name) override;
@@ -249,7 +257,86 @@ class FakeLibraries final : public Libraries {
   std::mutex mutex_;
   std::set<std::u16string> removed_libraries_;  // upper case
   std::set<std::pair<std::u16string, std::string>> removed_entries_;
+  std::map<std::pair<std::u16string, std::string>, void*> set_entries_;
   std::map<Module, std::u16string> loaded_;  // module -> upper-case name
+};
+
+// Every Processes operation that can fail, for FailNext.
+enum class ProcOp {
+  kCreate,
+  kOpen,
+  kExitCode,
+  kTerminate,
+  kWait,
+  kCloseHandle,
+};
+
+// The real processes with planned failures, exit codes held at "still
+// active", a message queue the test fills, and on request fixed process and
+// module lists served by "TOOLHELP.DLL" in place of the system's.
+class FakeProcesses final : public Processes {
+ public:
+  FakeProcesses(Processes& real, SystemInfo& system, FakeLibraries& libraries)
+      : real_(real), system_(system), libraries_(libraries) {}
+
+  // The next `count` calls of `op` fail with `error` and do nothing else;
+  // a count of 0 cancels what was planned for `op`.
+  void FailNext(ProcOp op, SysErr error, int count = 1);
+  // The next `times` successful ExitCode calls answer kStillActive whatever
+  // the process did: how a program that ends with 259 looks, which no real
+  // one can on Linux (exit statuses have 8 bits).
+  void ReportStillActive(int times);
+  // Queues a message for TakeMessage, first in first out.
+  void PostMessage(const WindowMessage& message);
+  // The messages given to DispatchMessage so far, in order.
+  std::vector<WindowMessage> Dispatched();
+  // Process snapshots list these names and identifiers instead of the
+  // system's processes.
+  void SetSnapshot(std::vector<std::pair<std::u16string, ProcessId>> list);
+  // Module snapshots, of any process, list these paths; a module's name is
+  // the path's last component.
+  void SetModules(std::vector<std::u16string> paths);
+
+  SysErr Create(std::u16string_view program, std::u16string_view arguments,
+                ProcessInfo* out) override;
+  SysErr Open(ProcessId id, std::uint32_t access, Handle* out) override;
+  SysErr ExitCode(Handle process, std::uint32_t* code) override;
+  SysErr Terminate(Handle process, std::uint32_t code) override;
+  SysErr Wait(Handle process, std::uint32_t milliseconds) override;
+  SysErr CloseHandle(Handle handle) override;
+  ProcessId CurrentProcessId() override;
+  bool TakeMessage(WindowMessage* message) override;
+  void DispatchMessage(const WindowMessage& message) override;
+  void Sleep(std::uint32_t milliseconds) override;
+
+ private:
+  friend struct FakeToolhelp;  // the substituted entry points
+  // A fixed snapshot: the lists asked for when it was taken.
+  struct Snapshot {
+    std::vector<ProcessEntry32> processes;
+    std::vector<ModuleEntry32> modules;
+    std::size_t next_process = 0;
+    std::size_t next_module = 0;
+  };
+
+  SysErr Planned(ProcOp op);
+  // Puts the fake entry points of "TOOLHELP.DLL" in place, keeping the real
+  // ones for snapshots of what is not fixed; mutex_ held.
+  void SubstituteToolhelp();
+
+  Processes& real_;
+  SystemInfo& system_;
+  FakeLibraries& libraries_;
+  std::mutex mutex_;
+  std::map<ProcOp, std::pair<SysErr, int>> failures_;
+  int still_active_ = 0;
+  std::vector<WindowMessage> queue_;
+  std::vector<WindowMessage> dispatched_;
+  std::optional<std::vector<std::pair<std::u16string, ProcessId>>> processes_;
+  std::optional<std::vector<std::u16string>> modules_;
+  std::map<std::string, void*> real_toolhelp_;  // entry point -> address
+  std::map<std::intptr_t, Snapshot> snapshots_;
+  std::intptr_t next_snapshot_ = 0x7F000000;
 };
 
 class FakePlatform {
@@ -262,6 +349,7 @@ class FakePlatform {
   FakeSystemInfo& system() { return system_; }
   FakeLibraries& libraries() { return libraries_; }
   FakeRegistry& registry() { return registry_; }
+  FakeProcesses& processes() { return processes_; }
   Platform& platform() { return platform_; }
 
  private:
@@ -270,6 +358,7 @@ class FakePlatform {
   FakeFiles files_;
   FakeLibraries libraries_;
   FakeRegistry registry_;
+  FakeProcesses processes_;
   Platform platform_;
   ScopedPlatform scope_;
 };

@@ -1,11 +1,12 @@
 // platform/posix/posix_platform.cpp: the Linux backend's platform record:
 // the VM's modules through the dynamic loader, and the parts built in the
-// files beside this one (the registry in an SQLite store).
+// files beside this one (the registry in an SQLite store, processes).
 #include <dlfcn.h>
 
 #include "platform/platform.h"
 #include "platform/posix/posix_files.h"
 #include "platform/posix/posix_libraries.h"
+#include "platform/posix/posix_processes.h"
 #include "platform/posix/posix_registry.h"
 #include "platform/posix/posix_system.h"
 
@@ -20,29 +21,14 @@ class PosixModules final : public Modules {
   }
 };
 
-// Until the process backend lands: nothing can be started or opened.
-class NoProcesses final : public Processes {
- public:
-  SysErr Create(std::u16string_view, std::u16string_view, ProcessInfo*) override { return 50; }
-  SysErr Open(ProcessId, std::uint32_t, Handle*) override { return 50; }
-  SysErr ExitCode(Handle, std::uint32_t*) override { return 50; }
-  SysErr Terminate(Handle, std::uint32_t) override { return 50; }
-  SysErr Wait(Handle, std::uint32_t) override { return 50; }
-  SysErr CloseHandle(Handle) override { return 50; }
-  ProcessId CurrentProcessId() override { return 0; }
-  bool TakeMessage(WindowMessage*) override { return false; }
-  void DispatchMessage(const WindowMessage&) override {}
-  void Sleep(std::uint32_t) override {}
-};
-
 Platform*& Slot() {
   static PosixModules modules;
   static posix::PosixSystemInfo system;
   static posix::PosixFiles files;
   static posix::PosixLibraries libraries;
   static posix::PosixRegistry registry;
-  static NoProcesses processes;
-  static Platform posix{modules, system, files, libraries, registry, processes};
+  static Platform posix{modules,   system,   files,
+                        libraries, registry, posix::SystemProcesses()};
   static Platform* current = &posix;
   return current;
 }
