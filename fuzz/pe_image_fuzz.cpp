@@ -1,0 +1,73 @@
+// fuzz/pe_image_fuzz.cpp: the executable kind and the version resource
+// reader over any bytes, stored as a file in a device root of its own, and
+// the version-block queries over the block found there and over the same
+// bytes taken as a block. Each may find nothing; none may crash, hang,
+// over-read or keep more than one version block.
+#include <stdlib.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "frame/xerror.h"
+#include "system/pe_image.h"
+
+namespace {
+
+std::string root_path;
+
+void RemoveRoot() {
+  std::error_code ignored;
+  std::filesystem::remove_all(root_path, ignored);
+}
+
+std::filesystem::path DeviceRoot() {
+  root_path =
+      (std::filesystem::temp_directory_path() / "std8_pe_fuzz_XXXXXX").string();
+  if (mkdtemp(root_path.data()) == nullptr) std::abort();
+  setenv("TESSEL_ROOT", root_path.c_str(), 1);
+  std::atexit(&RemoveRoot);
+  return root_path;
+}
+
+// The questions ProgramInfo asks of a block.
+void Ask(const sys::VersionInfo& info) {
+  info.Fixed();
+  std::u16string table = u"040904E4";
+  if (const auto t = info.FirstTranslation()) {
+    table = frame::FormatMessage(u"%04X%04X", {t->language, t->code_page});
+  }
+  for (const char16_t* name : {u"CompanyName", u"FILEVERSION", u""}) {
+    info.QueryText(u"\\StringFileInfo\\" + table + u"\\" + name);
+  }
+  info.QueryText(u"\\a\\b\\c\\d\\e\\f\\g\\h\\i\\j");
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
+                                      std::size_t size) {
+  static const std::filesystem::path root = DeviceRoot();
+  {
+    std::ofstream out(root / "p.exe", std::ios::binary | std::ios::trunc);
+    out.write(reinterpret_cast<const char*>(data),
+              static_cast<std::streamsize>(size));
+  }
+  const std::u16string_view mode = sys::ExecutableMode(u"\\p.exe");
+  if (mode != u"" && mode != u"DOS" && mode != u"16" && mode != u"32" &&
+      mode != u"64") {
+    std::abort();
+  }
+  std::vector<std::uint8_t> block;
+  if (sys::ReadVersionResource(u"\\p.exe", &block) ==
+      sys::VersionSource::kFound) {
+    if (block.empty() || block.size() > sys::kMaxVersionBytes) std::abort();
+    Ask(sys::VersionInfo(std::move(block)));
+  }
+  Ask(sys::VersionInfo(std::vector<std::uint8_t>(data, data + size)));
+  return 0;
+}
