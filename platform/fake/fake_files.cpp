@@ -6,15 +6,6 @@
 
 namespace plat {
 
-void FakeFiles::FailNext(FileOp op, SysErr error, int count) {
-  std::lock_guard<std::mutex> lock(mutex_);
-  if (count <= 0) {
-    failures_.erase(op);
-    return;
-  }
-  failures_[op] = {error, count};
-}
-
 void FakeFiles::SetDiskCapacity(std::uint64_t bytes) {
   std::lock_guard<std::mutex> lock(mutex_);
   capacity_ = bytes;
@@ -23,16 +14,6 @@ void FakeFiles::SetDiskCapacity(std::uint64_t bytes) {
 void FakeFiles::ClearDiskCapacity() {
   std::lock_guard<std::mutex> lock(mutex_);
   capacity_.reset();
-}
-
-SysErr FakeFiles::Planned(FileOp op) {
-  std::lock_guard<std::mutex> lock(mutex_);
-  const auto it = failures_.find(op);
-  if (it == failures_.end()) return kOk;
-  const SysErr error = it->second.first;
-  if (--it->second.second == 0) failures_.erase(it);
-  system_.SetLastError(error);
-  return error;
 }
 
 SysErr FakeFiles::Open(std::u16string_view path, std::uint32_t access,

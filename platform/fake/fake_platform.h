@@ -34,6 +34,7 @@
 #include <utility>
 #include <vector>
 
+#include "platform/fake/failure_plan.h"
 #include "platform/platform.h"
 
 namespace plat {
@@ -73,7 +74,9 @@ class FakeFiles final : public Files {
 
   // The next `count` calls of `op` fail with `error` and do nothing else;
   // a count of 0 cancels what was planned for `op`.
-  void FailNext(FileOp op, SysErr error, int count = 1);
+  void FailNext(FileOp op, SysErr error, int count = 1) {
+    plan_.Plan(op, error, count);
+  }
   // From now on at most `bytes` more bytes can be written: a write past
   // them writes what fits and fails with 112, as on a full disk. Copies
   // count their source's size; FreeSpace reports what is left.
@@ -122,12 +125,12 @@ class FakeFiles final : public Files {
 
  private:
   // The error planned for this call of `op`, or kOk to pass through.
-  SysErr Planned(FileOp op);
+  SysErr Planned(FileOp op) { return plan_.Take(op, system_); }
 
   Files& real_;
   SystemInfo& system_;
   std::mutex mutex_;
-  std::map<FileOp, std::pair<SysErr, int>> failures_;
+  FailurePlan<FileOp> plan_;
   std::optional<std::uint64_t> capacity_;
 };
 
@@ -197,7 +200,9 @@ class FakeRegistry final : public Registry {
 
   // The next `count` calls of `op` fail with `error` and do nothing else;
   // a count of 0 cancels what was planned for `op`.
-  void FailNext(RegOp op, SysErr error, int count = 1);
+  void FailNext(RegOp op, SysErr error, int count = 1) {
+    plan_.Plan(op, error, count);
+  }
   // The next size query (QueryValue or EnumValue without a buffer) fails
   // with `error` while still setting *size to `reported_size`.
   void FailNextSizeQuery(SysErr error, std::uint32_t reported_size);
@@ -223,14 +228,14 @@ class FakeRegistry final : public Registry {
   SysErr DeleteKey(Key parent, std::u16string_view subkey) override;
 
  private:
-  SysErr Planned(RegOp op);
+  SysErr Planned(RegOp op) { return plan_.Take(op, system_); }
   // The planned size-query failure for a call with this buffer, or kOk.
   SysErr PlannedSizeQuery(const std::uint8_t* data, std::uint32_t* size);
 
   Registry& real_;
   SystemInfo& system_;
   std::mutex mutex_;
-  std::map<RegOp, std::pair<SysErr, int>> failures_;
+  FailurePlan<RegOp> plan_;
   std::optional<std::pair<SysErr, std::uint32_t>> size_failure_;
   std::string temp_dir_;  // the fresh store's directory, when made here
 };
@@ -281,7 +286,9 @@ class FakeProcesses final : public Processes {
 
   // The next `count` calls of `op` fail with `error` and do nothing else;
   // a count of 0 cancels what was planned for `op`.
-  void FailNext(ProcOp op, SysErr error, int count = 1);
+  void FailNext(ProcOp op, SysErr error, int count = 1) {
+    plan_.Plan(op, error, count);
+  }
   // The next `times` successful ExitCode calls answer kStillActive whatever
   // the process did: how a program that ends with 259 looks, which no real
   // one can on Linux (exit statuses have 8 bits).
@@ -319,7 +326,7 @@ class FakeProcesses final : public Processes {
     std::size_t next_module = 0;
   };
 
-  SysErr Planned(ProcOp op);
+  SysErr Planned(ProcOp op) { return plan_.Take(op, system_); }
   // Puts the fake entry points of "TOOLHELP.DLL" in place, keeping the real
   // ones for snapshots of what is not fixed; mutex_ held.
   void SubstituteToolhelp();
@@ -328,7 +335,7 @@ class FakeProcesses final : public Processes {
   SystemInfo& system_;
   FakeLibraries& libraries_;
   std::mutex mutex_;
-  std::map<ProcOp, std::pair<SysErr, int>> failures_;
+  FailurePlan<ProcOp> plan_;
   int still_active_ = 0;
   std::vector<WindowMessage> queue_;
   std::vector<WindowMessage> dispatched_;

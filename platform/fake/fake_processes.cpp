@@ -144,15 +144,6 @@ struct FakeToolhelp {
   }
 };
 
-void FakeProcesses::FailNext(ProcOp op, SysErr error, int count) {
-  std::lock_guard<std::mutex> lock(mutex_);
-  if (count <= 0) {
-    failures_.erase(op);
-    return;
-  }
-  failures_[op] = {error, count};
-}
-
 void FakeProcesses::ReportStillActive(int times) {
   std::lock_guard<std::mutex> lock(mutex_);
   still_active_ = std::max(times, 0);
@@ -201,16 +192,6 @@ void FakeProcesses::SubstituteToolhelp() {
   };
   for (const auto& [entry, address] : fakes)
     libraries_.SetEntry(kToolhelp, entry, address);
-}
-
-SysErr FakeProcesses::Planned(ProcOp op) {
-  std::lock_guard<std::mutex> lock(mutex_);
-  const auto it = failures_.find(op);
-  if (it == failures_.end()) return kOk;
-  const SysErr error = it->second.first;
-  if (--it->second.second == 0) failures_.erase(it);
-  system_.SetLastError(error);
-  return error;
 }
 
 SysErr FakeProcesses::Create(std::u16string_view program,

@@ -50,15 +50,6 @@ FakeRegistry::~FakeRegistry() {
   std::filesystem::remove_all(temp_dir_, ignored);
 }
 
-void FakeRegistry::FailNext(RegOp op, SysErr error, int count) {
-  std::lock_guard<std::mutex> lock(mutex_);
-  if (count <= 0) {
-    failures_.erase(op);
-    return;
-  }
-  failures_[op] = {error, count};
-}
-
 void FakeRegistry::FailNextSizeQuery(SysErr error,
                                      std::uint32_t reported_size) {
   std::lock_guard<std::mutex> lock(mutex_);
@@ -81,16 +72,6 @@ SysErr FakeRegistry::AddKey(std::u16string_view path) {
   }
   system_.SetLastError(kErrInvalidParameter);
   return kErrInvalidParameter;
-}
-
-SysErr FakeRegistry::Planned(RegOp op) {
-  std::lock_guard<std::mutex> lock(mutex_);
-  const auto it = failures_.find(op);
-  if (it == failures_.end()) return kOk;
-  const SysErr error = it->second.first;
-  if (--it->second.second == 0) failures_.erase(it);
-  system_.SetLastError(error);
-  return error;
 }
 
 SysErr FakeRegistry::PlannedSizeQuery(const std::uint8_t* data,
