@@ -101,8 +101,9 @@ void AttachSystemError(CXError* record, std::uint32_t code,
 }
 
 std::u16string SystemErrorText(std::uint32_t code) {
-  const std::u16string text = plat::Current().system.ErrorText(code);
+  std::u16string text = plat::Current().system.ErrorText(code);
   if (text.empty()) return {};
+  if (text.size() > kMaxSystemMessage) text.resize(kMaxSystemMessage);
   return FormatMessage(u"%s (%d)", {text, code});
 }
 

@@ -3,6 +3,7 @@
 // message's arguments, then returns its neutral value.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <initializer_list>
 #include <string>
@@ -66,8 +67,10 @@ void AddTrace(CXError* record, std::u16string_view format, ErrArgs args = {});
 void AttachSystemError(CXError* record, std::uint32_t code,
                        std::uint32_t flag = 0);
 
-// The system's text for a code, a blank and the code in parentheses:
-// "%s (%d)". Empty text when the system has none.
+// The system's text for a code (at most kMaxSystemMessage characters), a
+// blank and the code in parentheses: "%s (%d)". Empty text when the system
+// has none.
+inline constexpr std::size_t kMaxSystemMessage = 1512;
 std::u16string SystemErrorText(std::uint32_t code);
 
 // printf-style formatting of a UTF-16 template: %s, %d, %i, %u, %x, %X,

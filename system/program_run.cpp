@@ -12,7 +12,6 @@
 #include "frame/xerror.h"
 #include "system/command_line.h"
 #include "system/scoped_process.h"
-#include "system/system_error_text.h"
 
 namespace sys {
 namespace {
@@ -47,7 +46,7 @@ bool Start(frame::Self* self, const CommandLine& command,
   if (err == plat::kOk) return true;
   frame::Raise(
       self, frame::kErrProgramStartFailed,
-      {command.program, WithProgram(SystemErrorText(err), command.program)});
+      {command.program, WithProgram(frame::SystemErrorText(err), command.program)});
   frame::AttachSystemError(frame::ErrorRecord(self), err);
   return false;
 }
