@@ -3,36 +3,16 @@
 // the version-block queries over the block found there and over the same
 // bytes taken as a block. Each may find nothing; none may crash, hang,
 // over-read or keep more than one version block.
-#include <stdlib.h>
-
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
-#include <filesystem>
-#include <fstream>
 #include <string>
 #include <vector>
 
 #include "frame/xerror.h"
+#include "fuzz/device_file.h"
 #include "system/pe_image.h"
 
 namespace {
-
-std::string root_path;
-
-void RemoveRoot() {
-  std::error_code ignored;
-  std::filesystem::remove_all(root_path, ignored);
-}
-
-std::filesystem::path DeviceRoot() {
-  root_path =
-      (std::filesystem::temp_directory_path() / "std8_pe_fuzz_XXXXXX").string();
-  if (mkdtemp(root_path.data()) == nullptr) std::abort();
-  setenv("TESSEL_ROOT", root_path.c_str(), 1);
-  std::atexit(&RemoveRoot);
-  return root_path;
-}
 
 // The questions ProgramInfo asks of a block.
 void Ask(const sys::VersionInfo& info) {
@@ -51,12 +31,7 @@ void Ask(const sys::VersionInfo& info) {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data,
                                       std::size_t size) {
-  static const std::filesystem::path root = DeviceRoot();
-  {
-    std::ofstream out(root / "p.exe", std::ios::binary | std::ios::trunc);
-    out.write(reinterpret_cast<const char*>(data),
-              static_cast<std::streamsize>(size));
-  }
+  fuzz::WriteDeviceFile("p.exe", data, size);
   const std::u16string_view mode = sys::ExecutableMode(u"\\p.exe");
   if (mode != u"" && mode != u"DOS" && mode != u"16" && mode != u"32" &&
       mode != u"64") {
