@@ -36,3 +36,15 @@ printf '%s\r\n' 'REGEDIT4' '' '[HKEY_CURRENT_USER\Software\Demo]' \
 run reg import "$TESSEL_ROOT/demo.reg"
 run reg dump 'HKEY_CURRENT_USER\Software\Demo'
 run call 71 's:HKEY_CURRENT_USER\Software\Demo' s:Greeting
+
+# Packing a file and restoring it.
+seq 1 20000 >"$TESSEL_ROOT/numbers.txt"
+run compress '\numbers.txt' '\numbers.lzp'
+run expand '\numbers.lzp' '\numbers.out'
+ls -l "$TESSEL_ROOT/numbers.txt" "$TESSEL_ROOT/numbers.lzp" | awk '{print "  " $5 "\t" $NF}'
+cmp -s "$TESSEL_ROOT/numbers.txt" "$TESSEL_ROOT/numbers.out" && echo "  restored byte for byte"
+
+# Programs are device paths too: run one and wait for its exit code.
+mkdir -p "$TESSEL_ROOT/bin"
+cp /bin/true "$TESSEL_ROOT/bin/true"
+run call 169 's:\bin\true' i:1 i:2
