@@ -279,6 +279,7 @@ struct OsVersion {
   std::uint32_t build = 0;
   std::uint32_t platform_id = 0;
   std::u16string service_pack;  // szCSDVersion, at most 127 characters
+  std::uint16_t suite_mask = 0;  // wSuiteMask of the extended record
 };
 inline constexpr std::uint32_t kPlatformDesktop = 2;  // VER_PLATFORM_WIN32_NT
 inline constexpr std::uint32_t kPlatformHandheld = 3;  // VER_PLATFORM_WIN32_CE
@@ -304,7 +305,12 @@ class SystemInfo {
   // GetVersionEx. Platform id 2 is the desktop class (Linux reports it,
   // from uname); the handheld's is 3.
   virtual OsVersion Version() = 0;
+  // The platform type text ("PocketPC", "Smartphone"), as SystemParametersInfo
+  // writes it for SPI_GETPLATFORMTYPE in a 64-character buffer. A desktop
+  // system has none and refuses with kErrInvalidSpiValue.
+  virtual SysErr PlatformType(std::u16string* text) = 0;
 };
+inline constexpr SysErr kErrInvalidSpiValue = 1439;  // ERROR_INVALID_SPI_VALUE
 
 // ---- Registry ---------------------------------------------------------------
 

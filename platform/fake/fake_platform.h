@@ -151,6 +151,10 @@ class FakeSystemInfo final : public SystemInfo {
   void RefuseSetLocalTime(bool refuse);
   // Version() answers this record from now on (by default the real one).
   void SetVersion(const OsVersion& version);
+  // PlatformType() answers this text, or fails with this error, from now on
+  // (by default the real answer).
+  void SetPlatformType(std::u16string_view text);
+  void SetPlatformType(SysErr error);
 
   std::u16string ErrorText(SysErr code) override;
   SysErr LastError() override;
@@ -161,6 +165,7 @@ class FakeSystemInfo final : public SystemInfo {
   std::uint16_t UserDefaultLangId() override;
   std::int32_t UtcOffsetMinutes(FileTime utc) override;
   OsVersion Version() override;
+  SysErr PlatformType(std::u16string* text) override;
 
  private:
   SystemInfo& real_;
@@ -171,6 +176,8 @@ class FakeSystemInfo final : public SystemInfo {
   std::uint16_t lang_ = 1033;
   bool refuse_set_ = false;
   std::optional<OsVersion> version_;
+  std::optional<std::u16string> platform_type_;
+  SysErr platform_type_error_ = kOk;
 };
 
 // Every Registry operation, for FailNext.

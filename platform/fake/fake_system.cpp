@@ -1,5 +1,6 @@
 // platform/fake/fake_system.cpp: a clock that moves only when told, a chosen
-// language, and a SetLocalTime that is refused on demand.
+// language, a SetLocalTime that is refused on demand, and a chosen version
+// record and platform type.
 #include "platform/fake/fake_platform.h"
 
 namespace plat {
@@ -109,6 +110,30 @@ OsVersion FakeSystemInfo::Version() {
     if (version_) return *version_;
   }
   return real_.Version();
+}
+
+void FakeSystemInfo::SetPlatformType(std::u16string_view text) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  platform_type_ = std::u16string(text);
+  platform_type_error_ = kOk;
+}
+
+void FakeSystemInfo::SetPlatformType(SysErr error) {
+  std::lock_guard<std::mutex> lock(mutex_);
+  platform_type_ = std::u16string();
+  platform_type_error_ = error;
+}
+
+SysErr FakeSystemInfo::PlatformType(std::u16string* text) {
+  SysErr err = kOk;
+  {
+    std::lock_guard<std::mutex> lock(mutex_);
+    if (!platform_type_) return real_.PlatformType(text);
+    *text = *platform_type_;
+    err = platform_type_error_;
+  }
+  real_.SetLastError(err);
+  return err;
 }
 
 }  // namespace plat

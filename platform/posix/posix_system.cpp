@@ -150,4 +150,11 @@ OsVersion PosixSystemInfo::Version() {
   return version;
 }
 
+// A desktop system has no platform type: the query is refused, as on a
+// desktop Windows, rather than inventing a handheld class for Linux.
+SysErr PosixSystemInfo::PlatformType(std::u16string* text) {
+  text->clear();
+  return Done(kErrInvalidSpiValue);
+}
+
 }  // namespace plat::posix

@@ -24,6 +24,8 @@ class PosixSystemInfo final : public SystemInfo {
   std::uint16_t UserDefaultLangId() override;
   std::int32_t UtcOffsetMinutes(FileTime utc) override;
   OsVersion Version() override;
+  // Linux reports the desktop class, so it answers as a desktop system does.
+  SysErr PlatformType(std::u16string* text) override;
 };
 
 }  // namespace plat::posix
