@@ -15,6 +15,12 @@
 namespace refhost {
 namespace {
 
+// The clock setters (1, 2, 208, 222 with a text): an empty text is a valid
+// time, midnight, and a privileged run would really set the machine's clock.
+bool SetsTheClock(int function, std::size_t syntax_index) {
+  return syntax_index == 1 &&
+         (function == 1 || function == 2 || function == 208 || function == 222);
+}
 
 class CallBoundaryTest : public testing::Test {
  protected:
@@ -32,7 +38,7 @@ TEST_F(CallBoundaryTest, EveryHandlerKeepsTheConvention) {
   for (const FunctionRecord& f : host_.catalogue().functions) {
     for (std::size_t k = 0; k < f.syntaxes.size(); ++k) {
       const SyntaxRecord& s = f.syntaxes[k];
-      if (s.handler == 0) continue;
+      if (s.handler == 0 || SetsTheClock(f.number, k)) continue;
       const std::optional<std::vector<Arg>> args = NeutralArgs(s);
       if (!args) continue;
       SCOPED_TRACE(std::to_string(f.number) + "." + std::to_string(k + 1));
@@ -67,9 +73,9 @@ TEST_F(CallBoundaryTest, FunctionsNotBuiltRaiseNotAvailableWithNeutralResults) {
     Value neutral;
   };
   const Case cases[] = {
-      {1, 1, {}, std::u16string()},           // text result: empty
-      {6, 1, {u"1200"}, std::int64_t{-1}},    // integer result: -1
-      {10, 1, {u"20240229"}, false},          // boolean result: false
+      {39, 1, {}, std::u16string()},          // text result: empty
+      {38, 1, {0}, std::int64_t{-1}},         // integer result: -1
+      {41, 1, {0}, false},                    // boolean result: false
   };
   for (const Case& c : cases) {
     SCOPED_TRACE(c.function);
