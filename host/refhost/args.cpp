@@ -159,7 +159,7 @@ bool Fits(ArgKind kind, std::uint32_t code, bool extended) {
              base == frame::kTypeWordParam ||
              (extended &&
               (base == frame::kTypeHostText || base == frame::kTypeText ||
-               base == frame::kTypeText82));
+               base == frame::kTypeText82 || base == frame::kTypeBinaryText));
     case ArgKind::kBytes:
       return base == frame::kTypeBufferParam ||
              base == frame::kTypeBinaryText || base == frame::kTypeBuffer;
