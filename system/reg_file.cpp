@@ -9,6 +9,7 @@
 
 #include "frame/code_page.h"
 #include "text/letter_case.h"
+#include "text/hex_digits.h"
 
 namespace sys {
 namespace {
@@ -33,13 +34,6 @@ Text TrimLeft(Text t) {
 Text TrimRight(Text t) {
   while (!t.empty() && IsBlank(t.back())) t.remove_suffix(1);
   return t;
-}
-
-int HexDigit(char16_t c) {
-  if (c >= u'0' && c <= u'9') return c - u'0';
-  if (c >= u'a' && c <= u'f') return c - u'a' + 10;
-  if (c >= u'A' && c <= u'F') return c - u'A' + 10;
-  return -1;
 }
 
 void AppendAscii(std::u16string* out, const char* s) {
@@ -440,8 +434,8 @@ class Parser {
   bool Dword(Text rest, std::vector<std::uint8_t>* data) {
     std::uint32_t v = 0;
     std::size_t digits = 0;
-    for (; digits < rest.size() && HexDigit(rest[digits]) >= 0; ++digits) {
-      v = v << 4 | static_cast<std::uint32_t>(HexDigit(rest[digits]));
+    for (; digits < rest.size() && text::HexDigitValue(rest[digits]) >= 0; ++digits) {
+      v = v << 4 | static_cast<std::uint32_t>(text::HexDigitValue(rest[digits]));
     }
     if (digits == 0 || digits > 8 || !AtEnd(rest.substr(digits))) {
       return Fail("dword: takes 1 to 8 hexadecimal digits");
@@ -460,8 +454,8 @@ class Parser {
       std::uint32_t v = 0;
       bool ok = !digits.empty() && digits.size() <= 8;
       for (const char16_t c : digits) {
-        ok = ok && HexDigit(c) >= 0;
-        if (ok) v = v << 4 | static_cast<std::uint32_t>(HexDigit(c));
+        ok = ok && text::HexDigitValue(c) >= 0;
+        if (ok) v = v << 4 | static_cast<std::uint32_t>(text::HexDigitValue(c));
       }
       if (!ok) return Fail("hex(N) takes a type of 1 to 8 hexadecimal digits");
       *type = v;
@@ -481,12 +475,12 @@ class Parser {
         if (!Continue(&rest)) return false;
         continue;
       }
-      const int high = HexDigit(rest.front());
+      const int high = text::HexDigitValue(rest.front());
       if (high < 0) return Fail("expected a hexadecimal byte");
       rest.remove_prefix(1);
       int byte = high;
-      if (!rest.empty() && HexDigit(rest.front()) >= 0) {
-        byte = high << 4 | HexDigit(rest.front());
+      if (!rest.empty() && text::HexDigitValue(rest.front()) >= 0) {
+        byte = high << 4 | text::HexDigitValue(rest.front());
         rest.remove_prefix(1);
       }
       data->push_back(static_cast<std::uint8_t>(byte));

@@ -25,8 +25,7 @@ std::vector<std::u16string_view> SplitNames(std::u16string_view names) {
   while (out.size() < kUnitNames) {
     const std::size_t end = names.find(u';');
     out.push_back(names.substr(0, end));
-    if (end == std::u16string_view::npos)
-      break;
+    if (end == std::u16string_view::npos) break;
     names.remove_prefix(end + 1);
   }
   return out;
@@ -59,14 +58,13 @@ std::u16string TwoDecimals(double value, std::u16string_view name,
   // a unit name changes too.
   if (separator != 0) {
     for (char16_t &c : out) {
-      if (c == u'.')
-        c = separator;
+      if (c == u'.') c = separator;
     }
   }
   return out;
 }
 
-} // namespace
+}  // namespace
 
 std::u16string FormatByteSize(std::int64_t size, std::int32_t unit,
                               std::u16string_view names, char16_t separator) {
@@ -79,8 +77,7 @@ std::u16string FormatByteSize(std::int64_t size, std::int32_t unit,
   if (bytes_name.ends_with(kPluralMarker)) {
     // Kept as is: the plural follows the signed value, so -5 is singular.
     bytes_name.resize(bytes_name.size() - kPluralMarker.size());
-    if (x >= 2)
-      bytes_name += u's';
+    if (x >= 2) bytes_name += u's';
   }
   // Each level is taken when the caller names it, or automatically when its
   // value is below one step; a unit choice beyond 4 (negative ones too)
@@ -130,4 +127,4 @@ void ByteSizeText(frame::Self *self, char16_t **result, std::int64_t size,
   }
 }
 
-} // namespace text
+}  // namespace text

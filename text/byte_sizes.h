@@ -13,7 +13,7 @@ namespace text {
 struct DiskSizeRecord {
   char16_t decimal_separator;
   char16_t reserved[3];
-  const char16_t *unit_names; // "a;b;..." or null / empty for our own
+  const char16_t *unit_names;  // "a;b;..." or null / empty for our own
 };
 
 inline constexpr std::int32_t kLargestUnitChoice = 5;
@@ -23,4 +23,4 @@ inline constexpr std::int32_t kLargestUnitChoice = 5;
 std::u16string FormatByteSize(std::int64_t size, std::int32_t unit,
                               std::u16string_view names, char16_t separator);
 
-} // namespace text
+}  // namespace text

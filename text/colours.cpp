@@ -1,6 +1,7 @@
 // text/colours.cpp: reading the colour of a display mask.
 #include "text/colours.h"
 
+#include "text/hex_digits.h"
 #include "text/letter_case.h"
 
 namespace text {
@@ -21,55 +22,35 @@ constexpr NamedColour kNames[] = {
     {u"ORANGE", 0x0080FF},
 };
 
-int HexValue(char16_t c) {
-  if (c >= u'0' && c <= u'9')
-    return c - u'0';
-  if (c >= u'a' && c <= u'f')
-    return c - u'a' + 10;
-  if (c >= u'A' && c <= u'F')
-    return c - u'A' + 10;
-  return -1;
-}
-
 // "#RRGGBB": the digits up to the first other character, as the C
 // runtime's base-16 conversion reads them, red and blue then exchanged.
 std::uint32_t FromHex(std::u16string_view digits) {
-  std::uint32_t rgb = 0;
-  for (const char16_t c : digits) {
-    if (HexValue(c) < 0)
-      break;
-    rgb = (rgb << 4) | static_cast<std::uint32_t>(HexValue(c));
-  }
+  const std::uint32_t rgb = ReadHexNumber(digits);
   return ((rgb & 0xFF) << 16) | (rgb & 0xFF00) | ((rgb >> 16) & 0xFF);
 }
 
-} // namespace
+}  // namespace
 
 std::uint32_t ReadColour(std::u16string_view name) {
-  if (!name.empty() && name.front() == u'#')
-    return FromHex(name.substr(1));
+  if (!name.empty() && name.front() == u'#') return FromHex(name.substr(1));
   for (const NamedColour &c : kNames) {
-    if (EqualAsciiNoCase(name, c.name))
-      return c.value;
+    if (EqualAsciiNoCase(name, c.name)) return c.value;
   }
   // Kept as is: only the lower-case spelling means transparent;
   // "Transparent" is no colour at all.
-  if (name == u"transparent")
-    return kTransparent;
+  if (name == u"transparent") return kTransparent;
   return kNoColour;
 }
 
 std::uint32_t TakeMaskColour(std::u16string *mask) {
   const std::size_t open = mask->find(u'[');
-  if (open == std::u16string::npos)
-    return kNoColour;
+  if (open == std::u16string::npos) return kNoColour;
   const std::size_t close = mask->find(u']', open + 1);
-  if (close == std::u16string::npos)
-    return kNoColour;
+  if (close == std::u16string::npos) return kNoColour;
   const std::uint32_t colour =
       ReadColour(std::u16string_view(*mask).substr(open + 1, close - open - 1));
   mask->erase(open, close - open + 1);
   return colour;
 }
 
-} // namespace text
+}  // namespace text

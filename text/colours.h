@@ -11,7 +11,7 @@ namespace text {
 
 // Colours are 0x00BBGGRR, red in the low byte.
 inline constexpr std::uint32_t kNoColour = 0xFBADC0DE;
-inline constexpr std::uint32_t kTransparent = 0xFFFFFFFF; // -1
+inline constexpr std::uint32_t kTransparent = 0xFFFFFFFF;  // -1
 
 // The colour of the text between the brackets: "#RRGGBB", a French or
 // English name in any case, or "transparent" in lower case; kNoColour for
@@ -23,4 +23,4 @@ std::uint32_t ReadColour(std::u16string_view name);
 // mask is left alone and the answer is kNoColour.
 std::uint32_t TakeMaskColour(std::u16string *mask);
 
-} // namespace text
+}  // namespace text

@@ -22,8 +22,7 @@ void PutHex(std::u16string *out, std::uint32_t value, int digits) {
 
 std::uint32_t Little(std::span<const std::uint8_t, 16> g, int at, int size) {
   std::uint32_t v = 0;
-  for (int i = size - 1; i >= 0; --i)
-    v = (v << 8) | g[at + i];
+  for (int i = size - 1; i >= 0; --i) v = (v << 8) | g[at + i];
   return v;
 }
 
@@ -32,8 +31,7 @@ std::uint32_t Little(std::span<const std::uint8_t, 16> g, int at, int size) {
 bool NewGuid(std::uint8_t guid[16]) {
   plat::Libraries &libraries = plat::Current().libraries;
   const plat::Module ole = libraries.LoadLibrary(u"ole32.dll");
-  if (ole == 0)
-    return false;
+  if (ole == 0) return false;
   auto create = reinterpret_cast<plat::CoCreateGuidFn>(
       libraries.GetProcAddress(ole, "CoCreateGuid"));
   const bool ok = create != nullptr && create(guid) == 0;
@@ -41,39 +39,32 @@ bool NewGuid(std::uint8_t guid[16]) {
   return ok;
 }
 
-} // namespace
+}  // namespace
 
 std::u16string FormatGuid(std::span<const std::uint8_t, 16> guid, bool braced) {
   std::u16string out;
   out.reserve(38);
-  if (braced)
-    out += u'{';
+  if (braced) out += u'{';
   PutHex(&out, Little(guid, 0, 4), 8);
-  if (braced)
-    out += u'-';
+  if (braced) out += u'-';
   PutHex(&out, Little(guid, 4, 2), 4);
-  if (braced)
-    out += u'-';
+  if (braced) out += u'-';
   PutHex(&out, Little(guid, 6, 2), 4);
-  if (braced)
-    out += u'-';
+  if (braced) out += u'-';
   for (int i = 8; i < 16; ++i) {
-    if (braced && i == 10)
-      out += u'-';
+    if (braced && i == 10) out += u'-';
     PutHex(&out, guid[i], 2);
   }
-  if (braced)
-    out += u'}';
+  if (braced) out += u'}';
   return out;
 }
 
 void GuidCreate(frame::Self *self, char16_t **result, std::int32_t braced) {
   std::uint8_t guid[16] = {};
-  if (!NewGuid(guid))
-    return; // no error: the empty text says it
+  if (!NewGuid(guid)) return;  // no error: the empty text says it
   if (frame::AssignText(result, FormatGuid(guid, braced != 0)) != 0) {
     frame::Raise(self, frame::kErrOutOfMemory);
   }
 }
 
-} // namespace text
+}  // namespace text

@@ -12,4 +12,4 @@ namespace text {
 // bare or 38 with braces and hyphens.
 std::u16string FormatGuid(std::span<const std::uint8_t, 16> guid, bool braced);
 
-} // namespace text
+}  // namespace text

@@ -4,6 +4,7 @@
 #include "frame/implementations.h"
 #include "frame/text.h"
 #include "frame/xerror.h"
+#include "text/hex_digits.h"
 
 namespace text {
 
@@ -15,61 +16,32 @@ bool IsUnitSize(std::int32_t unit) {
   return unit == 1 || unit == 2 || unit == 4;
 }
 
-int HexValue(char16_t c) {
-  if (c >= u'0' && c <= u'9')
-    return c - u'0';
-  if (c >= u'a' && c <= u'f')
-    return c - u'a' + 10;
-  if (c >= u'A' && c <= u'F')
-    return c - u'A' + 10;
-  return -1;
-}
-
-// Reads a chunk as the C runtime's base-16 conversion does: an optional
-// "0x" before the digits, then digits up to the first other character.
-std::uint32_t ChunkValue(std::u16string_view chunk) {
-  std::size_t i = 0;
-  if (chunk.size() > 2 && chunk[0] == u'0' &&
-      (chunk[1] == u'x' || chunk[1] == u'X') && HexValue(chunk[2]) >= 0) {
-    i = 2;
-  }
-  std::uint32_t value = 0;
-  for (; i < chunk.size() && HexValue(chunk[i]) >= 0; ++i) {
-    value = (value << 4) | static_cast<std::uint32_t>(HexValue(chunk[i]));
-  }
-  return value;
-}
-
 char16_t Printable(std::uint8_t b) {
   // Kept as is: 127 counts as printable in the text column.
   return b >= 32 && b <= 127 ? static_cast<char16_t>(b) : u'.';
 }
 
-} // namespace
+}  // namespace
 
 std::optional<std::u16string> DumpHex(std::span<const std::uint8_t> bytes,
                                       std::int32_t unit, std::int32_t line) {
   const bool text_column = (unit & kDumpTextColumn) != 0;
   int size = unit & ~kDumpTextColumn;
-  if (!IsUnitSize(size))
-    return std::nullopt;
+  if (!IsUnitSize(size)) return std::nullopt;
   const bool big_endian = (line & kDumpBigEndian) != 0;
   std::int32_t per_line = line & ~kDumpBigEndian;
-  if (per_line == 0)
-    per_line = kDumpDefaultLine;
+  if (per_line == 0) per_line = kDumpDefaultLine;
 
   std::u16string out;
   std::size_t line_start = 0;
   auto add_column = [&](std::size_t end) {
     out += u' ';
-    for (std::size_t i = line_start; i < end; ++i)
-      out += Printable(bytes[i]);
+    for (std::size_t i = line_start; i < end; ++i) out += Printable(bytes[i]);
   };
   std::size_t at = 0;
   while (at < bytes.size()) {
     // A tail shorter than the unit goes out byte by byte.
-    if (bytes.size() - at < static_cast<std::size_t>(size))
-      size = 1;
+    if (bytes.size() - at < static_cast<std::size_t>(size)) size = 1;
     std::uint32_t value = 0;
     for (int i = 0; i < size; ++i) {
       const int k = big_endian ? i : size - 1 - i;
@@ -81,17 +53,14 @@ std::optional<std::u16string> DumpHex(std::span<const std::uint8_t> bytes,
     at += size;
     const auto on_line = static_cast<std::int64_t>(at - line_start);
     if (on_line < per_line) {
-      if (at < bytes.size())
-        out += u' ';
+      if (at < bytes.size()) out += u' ';
     } else if (at < bytes.size()) {
-      if (text_column)
-        add_column(at);
+      if (text_column) add_column(at);
       out += u"\r\n";
       line_start = at;
     }
   }
-  if (text_column && at > line_start)
-    add_column(at);
+  if (text_column && at > line_start) add_column(at);
   return out;
 }
 
@@ -101,19 +70,18 @@ HexParsed ParseHex(std::u16string_view text, std::int32_t unit) {
   std::size_t at = 0;
   while (at < text.size()) {
     const std::u16string_view chunk = text.substr(at, width);
-    if (HexValue(chunk[0]) < 0) {
+    if (HexDigitValue(chunk[0]) < 0) {
       parsed.bytes.clear();
       parsed.bad_chunk = std::u16string(chunk);
       return parsed;
     }
-    const std::uint32_t value = ChunkValue(chunk);
+    const std::uint32_t value = text::ReadHexNumber(chunk);
     for (int i = 0; i < unit; ++i) {
       parsed.bytes.push_back(static_cast<std::uint8_t>(value >> (8 * i)));
     }
     at += chunk.size();
     for (const char16_t skip : {u' ', u'\r', u'\n'}) {
-      if (at < text.size() && text[at] == skip)
-        ++at;
+      if (at < text.size() && text[at] == skip) ++at;
     }
   }
   return parsed;
@@ -148,4 +116,4 @@ void HexParse(frame::Self *self, char16_t **result, const char16_t *text,
   }
 }
 
-} // namespace text
+}  // namespace text

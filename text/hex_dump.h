@@ -30,4 +30,4 @@ struct HexParsed {
 // little-endian.
 HexParsed ParseHex(std::u16string_view text, std::int32_t unit);
 
-} // namespace text
+}  // namespace text

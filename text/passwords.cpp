@@ -23,7 +23,7 @@ constexpr std::u16string_view kVowels = u"aeiouyAEUY";
 constexpr std::u16string_view kConsonants =
     u"bBcCdDfFgGhHjJkKLmMnNpPqQrRsStTvVwWxXzZ";
 static_assert(kVowels.size() == 10 && kConsonants.size() == 39);
-constexpr int kDigitCount = 8; // "2" to "9"
+constexpr int kDigitCount = 8;  // "2" to "9"
 
 // Three-letter syllables; '%' marks where the vowel goes.
 constexpr std::u16string_view kTemplates[] = {
@@ -46,8 +46,7 @@ std::u16string Syllable(int remaining, const RandomDraw &draw) {
     const char16_t vowel = Pick(kVowels, draw);
     std::u16string out(kTemplates[draw() % kTemplateCount]);
     for (char16_t &c : out) {
-      if (c == u'%')
-        c = vowel;
+      if (c == u'%') c = vowel;
     }
     return out;
   }
@@ -64,22 +63,19 @@ int RuntimeRand() {
   return std::rand();
 }
 
-} // namespace
+}  // namespace
 
 std::u16string MakePassword(std::int32_t length, std::u16string_view set,
                             const RandomDraw &draw) {
   std::u16string out;
-  if (length <= 0)
-    return out;
+  if (length <= 0) return out;
   const auto size = static_cast<std::size_t>(length);
   if (!set.empty()) {
     // Kept as is: a set of one character gives an empty password rather
     // than that character repeated.
-    if (set.size() == 1)
-      return out;
+    if (set.size() == 1) return out;
     out.reserve(size);
-    while (out.size() < size)
-      out += Pick(set, draw);
+    while (out.size() < size) out += Pick(set, draw);
     return out;
   }
   if (length == 1) {
@@ -99,7 +95,7 @@ std::u16string MakePassword(std::int32_t length, std::u16string_view set,
       out += Syllable(length - at, draw);
     }
   }
-  out.resize(size); // a syllable may overrun the end
+  out.resize(size);  // a syllable may overrun the end
   return out;
 }
 
@@ -116,4 +112,4 @@ void PasswordGenerate(frame::Self *self, char16_t **result, std::int32_t length,
   }
 }
 
-} // namespace text
+}  // namespace text

@@ -18,4 +18,4 @@ using RandomDraw = std::function<int()>;
 std::u16string MakePassword(std::int32_t length, std::u16string_view set,
                             const RandomDraw &draw);
 
-} // namespace text
+}  // namespace text

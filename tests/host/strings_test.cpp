@@ -30,7 +30,7 @@ std::string Narrow(const Value &v) {
 }
 
 class StringsTest : public ::testing::Test {
-protected:
+ protected:
   void SetUp() override {
     ASSERT_TRUE(host_.Load(STD8_COMPONENT_PATH, STD8_VM_PATH) && host_.Start())
         << host_.last_error();
@@ -79,7 +79,7 @@ TEST_F(StringsTest, ResultsAndErrors) {
 }
 
 TEST_F(StringsTest, PasswordsSeedTheRuntimeGeneratorOnce) {
-  Text(kPassword, 1, {4}); // seeds from the tick count
+  Text(kPassword, 1, {4});  // seeds from the tick count
   std::srand(7);
   const std::string first = Text(kPassword, 1, {12});
   std::srand(7);
@@ -126,5 +126,5 @@ TEST(StringsTmhost, CallsFromTheCommandLine) {
   }
 }
 
-} // namespace
-} // namespace refhost
+}  // namespace
+}  // namespace refhost

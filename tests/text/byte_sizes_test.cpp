@@ -36,7 +36,7 @@ TEST(ByteSize, Levels) {
     {"n.4", 2048,        0,  u"B;K.B.",        u"2,00 K,B,"},  // names' dots change too
   };
   // clang-format on
-  for (const auto &c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.id);
     EXPECT_EQ(c.text, FormatByteSize(c.size, c.unit, c.names, u','));
   }
@@ -45,5 +45,5 @@ TEST(ByteSize, Levels) {
             offsetof(DiskSizeRecord, unit_names));
 }
 
-} // namespace
-} // namespace text
+}  // namespace
+}  // namespace text

@@ -23,7 +23,7 @@ TEST(MaskColour, TakesTheFirstBracketedPart) {
     {"b.2", u"a]b[Noir]c",        0x000000,     u"a]bc"},
   };
   // clang-format on
-  for (const auto &c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.id);
     std::u16string mask(c.mask);
     EXPECT_EQ(c.colour, TakeMaskColour(&mask));
@@ -31,5 +31,5 @@ TEST(MaskColour, TakesTheFirstBracketedPart) {
   }
 }
 
-} // namespace
-} // namespace text
+}  // namespace
+}  // namespace text

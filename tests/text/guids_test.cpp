@@ -45,5 +45,5 @@ TEST(Guid, ComesFromOle32OrIsEmpty) {
   EXPECT_EQ(u"", Create(1));
 }
 
-} // namespace
-} // namespace text
+}  // namespace
+}  // namespace text

@@ -32,7 +32,7 @@ TEST(HexDump, Layouts) {
     {"d.10", Count(4),                    0x200 + 1, 16, std::nullopt},
   };
   // clang-format on
-  for (const auto &c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.id);
     EXPECT_EQ(c.dump, DumpHex(c.bytes, c.unit, c.line));
   }
@@ -51,7 +51,7 @@ TEST(HexParse, Chunks) {
     {"p.8", u"0A\n\r0B",            1, {},                 u"\r0"},  // space, CR, LF in order
   };
   // clang-format on
-  for (const auto &c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.id);
     const HexParsed parsed = ParseHex(c.text, c.unit);
     EXPECT_EQ(c.bytes, parsed.bytes);
@@ -62,5 +62,5 @@ TEST(HexParse, Chunks) {
   }
 }
 
-} // namespace
-} // namespace text
+}  // namespace
+}  // namespace text

@@ -26,12 +26,11 @@ TEST(Password, FollowsTheDraws) {
     {"s.2",  5,  u"x",  {},                             u""},      // one character: nothing
   };
   // clang-format on
-  for (const auto &c : cases) {
+  for (const auto& c : cases) {
     SCOPED_TRACE(c.id);
     std::size_t used = 0;
     const RandomDraw script = [&] {
-      if (used < c.draws.size())
-        return c.draws[used++];
+      if (used < c.draws.size()) return c.draws[used++];
       ADD_FAILURE() << "more draws than scripted";
       return 0;
     };
@@ -40,5 +39,5 @@ TEST(Password, FollowsTheDraws) {
   }
 }
 
-} // namespace
-} // namespace text
+}  // namespace
+}  // namespace text
