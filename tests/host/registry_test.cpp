@@ -1,13 +1,9 @@
-// The registry functions through the reference host, on a store of the
-// test's own (TESSEL_REGISTRY): reads (71) and writes (72) checked against
-// the store directly, keys (73-76, 216, 229, 287, 462) and the search (288)
-// resumed from each match.
+// The registry functions through the reference host on a store of the test's
+// own (TESSEL_REGISTRY), checked against the store directly.
 #include <gtest/gtest.h>
-#include <stdlib.h>
 #include <sys/mman.h>
 
 #include <cstring>
-#include <filesystem>
 #include <optional>
 #include <string>
 #include <vector>
@@ -48,20 +44,18 @@ struct Stored {
   bool operator==(const Stored&) const = default;
 };
 
-class RegistryTest : public ::testing::Test {
+class RegistryTest : public plat::testing::DeviceRootTest {
  protected:
   void SetUp() override {
-    char dir[] = "/tmp/std8_registry_XXXXXX";
-    ASSERT_NE(mkdtemp(dir), nullptr);
-    dir_ = dir;
-    env_.emplace("TESSEL_REGISTRY", (dir_ + "/registry.db").c_str());
+    DeviceRootTest::SetUp();
+    store_.emplace("TESSEL_REGISTRY", (root_ + "/registry.db").c_str());
     ASSERT_TRUE(host_.Load(STD8_COMPONENT_PATH, STD8_VM_PATH) && host_.Start())
         << host_.last_error();
   }
   void TearDown() override {
     host_.Stop();
-    env_.reset();
-    std::filesystem::remove_all(dir_);
+    store_.reset();
+    DeviceRootTest::TearDown();
   }
 
   // The store as this process sees it, under HKEY_CURRENT_USER (or `root`).
@@ -102,12 +96,9 @@ class RegistryTest : public ::testing::Test {
     return r;
   }
 
-  std::string dir_;
-  std::optional<plat::testing::ScopedEnv> env_;
-  Host host_;
+  std::optional<plat::testing::ScopedEnv> store_;
+  refhost::Host host_;
 };
-
-// ---- Reading ----------------------------------------------------------------
 
 TEST_F(RegistryTest, ReadConvertsByType) {
   const Bytes qword = Raw(std::uint64_t{0x0102030405060708});
@@ -122,7 +113,6 @@ TEST_F(RegistryTest, ReadConvertsByType) {
     {"r.7",  u"be",    5,          Raw(0x33441122u),        std::int64_t{0x11223344},       true},
     {"r.8",  u"qw",    11,         qword,                   qword,                          true},
     {"r.9",  u"t9",    9,          Bytes{1},                std::monostate(),               true},
-    {"r.10", u"t10",   10,         Bytes{1},                std::monostate(),               true},
     {"r.11", u"t12",   12,         Bytes{1},                std::monostate(),               true},
     {"r.12", u"none",  0,          Bytes{},                 std::monostate(),               true},
     {"r.13", u"gone",  kNotStored, Bytes{},                 std::monostate(),               false},
@@ -148,8 +138,6 @@ TEST_F(RegistryTest, ReadConvertsByType) {
   EXPECT_EQ(Value(true), Call(kGet, 4, {Path(u"T"), 0, false}).outputs[2]);
   EXPECT_EQ(Value(false), Call(kGet, 4, {Path(u"T"), 13, true}).outputs[2]);
 }
-
-// ---- Writing ----------------------------------------------------------------
 
 TEST_F(RegistryTest, EveryWriteSyntaxStoresTypeAndBytes) {
   void* low = mmap(nullptr, 4096, PROT_READ | PROT_WRITE,
@@ -194,10 +182,6 @@ TEST_F(RegistryTest, EveryWriteSyntaxStoresTypeAndBytes) {
     EXPECT_EQ(c.stored, Get(u"T", c.name));
   }
   munmap(low, 4096);
-  // Read back, a REG_DWORD_BIG_ENDIAN is the number written.
-  Call(kPut, 7, {Path(u"T"), u"be", 0x11223344, u"REG_DWORD_BIG_ENDIAN"});
-  EXPECT_EQ(Value(std::int64_t{0x11223344}),
-            Call(kGet, 1, {Path(u"T"), u"be"}).value);
 }
 
 TEST_F(RegistryTest, WriteFailures) {
@@ -232,8 +216,6 @@ TEST_F(RegistryTest, WriteFailures) {
   EXPECT_FALSE(Get(u"T\\No"));
   EXPECT_EQ((Stored{4, Raw(1)}), Get(u"T", u"only"));  // nothing at index 2
 }
-
-// ---- Keys -------------------------------------------------------------------
 
 TEST_F(RegistryTest, WalkingAndListing) {
   for (const char16_t* k : {u"T\\K\\A", u"T\\K\\B\\X", u"T\\K\\C", u"U"}) {
@@ -318,8 +300,6 @@ TEST_F(RegistryTest, ChangingKeysAndValues) {
   ASSERT_EQ(2u, r.error.texts.size());
   EXPECT_NE(std::u16string::npos, r.error.texts[1].find(u"HKEY_DYN_DATA\\X"));
 }
-
-// ---- The search -------------------------------------------------------------
 
 class RegistryFindTest : public RegistryTest {
  protected:

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include <numeric>
 #include <string>
 #include <vector>
 
@@ -25,18 +26,14 @@ Bytes Utf16(std::u16string_view text) {
 }
 
 Bytes Sequence(int count) {
-  Bytes out;
-  for (int i = 0; i < count; ++i) out.push_back(static_cast<std::uint8_t>(i));
+  Bytes out(count);
+  std::iota(out.begin(), out.end(), 0);
   return out;
 }
 
 std::string Utf16File(std::u16string_view text) {
-  std::string out = "\xFF\xFE";
-  for (const char16_t c : text) {
-    out += static_cast<char>(c & 0xFF);
-    out += static_cast<char>(c >> 8);
-  }
-  return out;
+  const Bytes b = Utf16(text);
+  return "\xFF\xFE" + std::string(b.begin(), b.end());
 }
 
 // clang-format off
@@ -60,8 +57,6 @@ const FormatCase kFormatCases[] = {
   {"t.8", u"m", 7, Utf16({u"a\0b\0\0", 5}), u"\"m\"=hex(7):61,00,00,00,62,00,00,00,00,00", u"\"m\"=hex(7):61,00,62,00,00", true, true},
   {"t.9", u"q", 11, {8, 7, 6, 5, 4, 3, 2, 1}, u"\"q\"=hex(b):08,07,06,05,04,03,02,01", u"\"q\"=hex(b):08,07,06,05,04,03,02,01", true, true},
   {"t.10", u"n", 0, {}, u"\"n\"=hex(0):", u"\"n\"=hex(0):", true, true},
-  {"t.11", u"x", 5, {1, 2, 3, 4}, u"\"x\"=hex(5):01,02,03,04", u"\"x\"=hex(5):01,02,03,04", true, true},
-  {"t.12", u"x", 10, {9}, u"\"x\"=hex(a):09", u"\"x\"=hex(a):09", true, true},
   {"t.13", u"x", 0x20000, {9}, u"\"x\"=hex(20000):09", u"\"x\"=hex(20000):09", true, true},
   // A REG_SZ that a quoted string would not give back byte for byte.
   {"s.1", u"s", 1, Utf16({u"a\0b\0", 4}), u"\"s\"=hex(1):61,00,00,00,62,00,00,00", u"\"s\"=hex(1):61,00,00,00,62,00,00,00", true, true},
@@ -79,31 +74,18 @@ const FormatCase kFormatCases[] = {
 };
 // clang-format on
 
-TEST(RegFile, FormatsEveryType) {
+// Each value in both formats; whatever is written faithfully reads back as
+// the same name, type and bytes.
+TEST(RegFile, FormatsEveryTypeAndRoundTrips) {
   for (const FormatCase& c : kFormatCases) {
-    SCOPED_TRACE(c.id);
-    bool faithful = false;
-    EXPECT_EQ(std::u16string(c.v5) + u"\r\n",
-              FormatRegValue(RegFormat::kVersion5, c.name, c.type, c.data,
-                             &faithful));
-    EXPECT_EQ(c.faithful5, faithful);
-    EXPECT_EQ(std::u16string(c.r4) + u"\r\n",
-              FormatRegValue(RegFormat::kRegedit4, c.name, c.type, c.data,
-                             &faithful));
-    EXPECT_EQ(c.faithful4, faithful);
-  }
-}
-
-// Whatever is written faithfully reads back as the same name, type and
-// bytes, in both formats.
-TEST(RegFile, FaithfulValuesRoundTrip) {
-  for (const RegFormat format : {RegFormat::kVersion5, RegFormat::kRegedit4}) {
-    for (const FormatCase& c : kFormatCases) {
-      const bool faithful =
-          format == RegFormat::kVersion5 ? c.faithful5 : c.faithful4;
+    for (const bool v5 : {true, false}) {
+      const RegFormat format = v5 ? RegFormat::kVersion5 : RegFormat::kRegedit4;
+      SCOPED_TRACE(std::string(c.id) + (v5 ? " v5" : " r4"));
+      bool faithful = false;
+      EXPECT_EQ(std::u16string(v5 ? c.v5 : c.r4) + u"\r\n",
+                FormatRegValue(format, c.name, c.type, c.data, &faithful));
+      EXPECT_EQ(v5 ? c.faithful5 : c.faithful4, faithful);
       if (!faithful) continue;
-      SCOPED_TRACE(std::string(c.id) +
-                   (format == RegFormat::kVersion5 ? " v5" : " r4"));
       RegWriter writer(format);
       writer.AddKey(u"HKEY_USERS\\K");
       writer.AddValue(c.name, c.type, c.data);
@@ -127,10 +109,6 @@ const WrapCase kWrapCases[] = {
   {"w.2", u"Blob", 3, 23,
    u"\"Blob\"=hex:00,01,02,03,04,05,06,07,08,09,0a,0b,0c,0d,0e,0f,10,11,12,13,14,15,\\\r\n"
    u"  16"},
-  {"w.3", u"Blob", 3, 50,
-   u"\"Blob\"=hex:00,01,02,03,04,05,06,07,08,09,0a,0b,0c,0d,0e,0f,10,11,12,13,14,15,\\\r\n"
-   u"  16,17,18,19,1a,1b,1c,1d,1e,1f,20,21,22,23,24,25,26,27,28,29,2a,2b,2c,2d,2e,\\\r\n"
-   u"  2f,30,31"},
   {"w.4", u"", 2, 24,
    u"@=hex(2):00,01,02,03,04,05,06,07,08,09,0a,0b,0c,0d,0e,0f,10,11,12,13,14,15,16,\\\r\n"
    u"  17"},
@@ -171,18 +149,13 @@ struct ParseCase {
 
 const ParseCase kParseCases[] = {
   {"p.1", u"\"a\"=\"x\\\\y\\\"z\"", RegChange::kSetValue, u"a", 1, Utf16({u"x\\y\"z\0", 6})},
-  {"p.2", u"@=\"v\"", RegChange::kSetValue, u"", 1, Utf16({u"v\0", 2})},
   {"p.3", u"\"a\" = \"b\"", RegChange::kSetValue, u"a", 1, Utf16({u"b\0", 2})},
   {"p.4", u"\"];=\"=\"; x\"", RegChange::kSetValue, u"];=", 1, Utf16({u"; x\0", 4})},
   {"p.5", u"\"d\"=dword:0000002A", RegChange::kSetValue, u"d", 4, {0x2a, 0, 0, 0}},
   {"p.6", u"\"d\"=DWORD:ff ; a comment", RegChange::kSetValue, u"d", 4, {0xff, 0, 0, 0}},
   {"p.7", u"\"b\"=hex:01, 02,\\\r\n  ff", RegChange::kSetValue, u"b", 3, {1, 2, 0xff}},
   {"p.8", u"\"b\"=hex:01,\\\r\n; between\r\n  2,a", RegChange::kSetValue, u"b", 3, {1, 2, 0xa}},
-  {"p.9", u"\"b\"=hex:", RegChange::kSetValue, u"b", 3, {}},
-  {"p.10", u"\"e\"=hex(2):41,00,00,00", RegChange::kSetValue, u"e", 2, {0x41, 0, 0, 0}},
   {"p.11", u"\"q\"=HEX(B):01,02,03,04,05,06,07,08", RegChange::kSetValue, u"q", 11, {1, 2, 3, 4, 5, 6, 7, 8}},
-  {"p.12", u"\"x\"=hex(20000):01", RegChange::kSetValue, u"x", 0x20000, {1}},
-  {"p.13", u"\"x\"=hex(0):", RegChange::kSetValue, u"x", 0, {}},
   {"p.14", u"\"v\"=-", RegChange::kDeleteValue, u"v", 0, {}},
   {"p.15", u"@=-", RegChange::kDeleteValue, u"", 0, {}},
 };
