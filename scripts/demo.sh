@@ -14,6 +14,8 @@ run catalogue 1
 run message 80003
 run call --json 127 s:x
 run call 3 i:1
+run --lang 1 call 473 d:1234.56 's:euro(s)' 's:centime(s)'   # an amount in words
+run call 151 i:1                                               # the system's version
 
 # Files live below a device root; the demo uses a scratch one.
 TESSEL_ROOT=$(mktemp -d)
