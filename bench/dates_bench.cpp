@@ -29,15 +29,17 @@ std::int32_t DayAt(std::int64_t i) {
 }
 
 // Handler path: one call per day number, prepared once per day of a small
-// ring (preparing costs far more than the call).
-void HandlerDayToDate(benchmark::State& state) {
+// ring (preparing costs far more than the call). `arg` gives the argument
+// for the ring's day number.
+template <class MakeArg>
+void RunRing(benchmark::State& state, std::uint32_t function, MakeArg arg) {
   refhost::Host* host = SharedHost(state);
   if (host == nullptr) return;
   std::vector<std::unique_ptr<refhost::PreparedCall>> calls;
   std::string why;
   for (int i = 0; i < 64; ++i) {
-    const Arg args[] = {Arg(DayAt(i * 1147))};
-    calls.push_back(host->Prepare(3, 1, args, &why));
+    const Arg args[] = {arg(DayAt(i * 1147))};
+    calls.push_back(host->Prepare(function, 1, args, &why));
     if (calls.back() == nullptr) {
       state.SkipWithError(why.c_str());
       return;
@@ -48,23 +50,14 @@ void HandlerDayToDate(benchmark::State& state) {
   state.SetItemsProcessed(state.iterations());
 }
 
+void HandlerDayToDate(benchmark::State& state) {
+  RunRing(state, 3, [](std::int32_t day) { return Arg(day); });
+}
+
 void HandlerDateToDay(benchmark::State& state) {
-  refhost::Host* host = SharedHost(state);
-  if (host == nullptr) return;
-  std::vector<std::unique_ptr<refhost::PreparedCall>> calls;
-  std::string why;
-  for (int i = 0; i < 64; ++i) {
-    const std::optional<text::Date> d = text::DateOfDay(DayAt(i * 1147));
-    const Arg args[] = {Arg(text::DateText(*d))};
-    calls.push_back(host->Prepare(8, 1, args, &why));
-    if (calls.back() == nullptr) {
-      state.SkipWithError(why.c_str());
-      return;
-    }
-  }
-  std::size_t i = 0;
-  for (auto _ : state) benchmark::DoNotOptimize(calls[i++ & 63]->Run());
-  state.SetItemsProcessed(state.iterations());
+  RunRing(state, 8, [](std::int32_t day) {
+    return Arg(text::DateText(*text::DateOfDay(day)));
+  });
 }
 
 // Direct: the implementation routines, the text released as the handler
